@@ -1,0 +1,34 @@
+// A borrowed callable: two words, no allocation. It must not outlive what it refers to.
+#pragma once
+
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+namespace qvr {
+
+template <class Signature>
+class function_view;
+
+template <class Result, class... Args>
+class function_view<Result(Args...)> {
+ public:
+  function_view() = default;
+  function_view(std::nullptr_t) {}
+  template <class F>
+  requires(!std::is_same_v<std::remove_cvref_t<F>, function_view> &&
+           std::is_invocable_r_v<Result, F &, Args...>) function_view(F &&callable)
+      : object_(const_cast<void *>(static_cast<const void *>(std::addressof(callable)))),
+        call_([](void *object, Args... args) -> Result {
+          return (*static_cast<std::remove_reference_t<F> *>(object))(std::forward<Args>(args)...);
+        }) {}
+
+  explicit operator bool() const { return call_ != nullptr; }
+  Result operator()(Args... args) const { return call_(object_, std::forward<Args>(args)...); }
+
+ private:
+  void *object_ = nullptr;
+  Result (*call_)(void *, Args...) = nullptr;
+};
+
+}  // namespace qvr

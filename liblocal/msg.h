@@ -1,0 +1,49 @@
+// Messages: every text that a person sees goes through here with its id, code, flags and English
+// format; it is translated when it is printed.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "errobj.h"
+
+namespace qvr {
+
+enum msg_flag : std::uint32_t {
+  MSG_STDOUT = 1,
+  MSG_STDERR = 2,
+  MSG_RAW_LOG = 8,
+  MSG_LOG_PATH = 16,
+  MSG_EVENT = 32,
+  MSG_RAW_LOG_TOO = 64,
+  MSG_NO_PREFIX = 128,
+  MSG_RAW_INSTEAD = 256,
+  MSG_EVENT_TOO = 512,
+};
+
+// Prints a message. A code of 5 or less is a bare severity. Any thread; a null format does nothing.
+void msg_print(std::int32_t id, std::int32_t code, std::uint32_t flags, const char *format,
+               msg_pairs args = {});
+// Delivers an error object as the flags say.
+void msg_deliver(const errobj_t *error, std::uint32_t flags);
+
+// Texts that lie in per-thread rings: 50 rendered messages of 18432 bytes, 200 small texts of 3072.
+const char *msg_text(std::int32_t id, const char *locale, const char *format, msg_pairs args = {});
+const char *catalog_text(std::int32_t id, const char *default_text);
+const char *catalog_lookup(std::int32_t id, const char *locale, const char *default_text);
+const char *msg_render(const char *locale, const strtxt_t &message);
+const char *msg_arg_int(int value);
+const char *msg_arg_long(long value);
+const char *msg_arg_ulong(unsigned long value);
+const char *msg_arg_uint(unsigned value);
+const char *msg_arg_char(char value);
+
+// The encoded form, in which a structured text crosses the wire and lies in logs.
+strtxt_t *strtxt_create(std::int32_t id, const char *format, msg_pairs args = {});
+std::string strtxt_encode(const strtxt_t &message);
+bool strtxt_decode(std::string_view text, strtxt_t &out);
+std::string strtxt_to_xml(const strtxt_t &message);
+strtxt_t *strtxt_from_xml(std::string_view text);
+
+}  // namespace qvr
