@@ -1,0 +1,29 @@
+// Which port does a program listen on: the question to the port mappers of a host.
+#pragma once
+
+#include <sys/socket.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace qvr {
+
+enum pmap_flag : unsigned {
+  PMAP_SYSTEM = 1,   // ask the operating system's port mapper
+  PMAP_PRODUCT = 2,  // ask the port mapper of qvrexecd
+};
+
+// The port (host order) of exactly this program and version at the address; 0 with the thread's
+// create error set. `protocol` is an IPPROTO number. The address's port is ignored. Any thread.
+std::uint16_t pmap_getport_qvr(const sockaddr_storage &address, std::uint32_t program,
+                               std::uint32_t version, int protocol, unsigned flags);
+// Empties the calling thread's cache and the global one: a daemon that restarted has a new port.
+void pmap_cache_clear();
+// What the failure messages call the service behind a port of a host; `text` stays as it is when
+// the port mapper lists the port under no known name.
+void pmap_service_name(std::string_view host, std::uint16_t port, std::string &text);
+// The name of a program in the RPC name table, or null.
+const char *rpc_program_name(std::uint32_t program);
+
+}  // namespace qvr
