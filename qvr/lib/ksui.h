@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -48,11 +49,43 @@ inline constexpr std::size_t KSUI_LONG_LENGTH = 53;
 // bytes when either is of an old kind, by all 20 otherwise.
 int ksui_cmp(const ksui &a, const ksui &b);
 
+inline constexpr ksui ksui_invalid() {
+  ksui id;
+  id.bytes.fill(0xff);
+  return id;
+}
+inline bool ksui::is_invalid() const {
+  return *this == ksui_invalid();
+}
+
+// The identifier that a user types as a bare number.
+inline ksui ksui_from_number(std::uint32_t number) {
+  ksui id;
+  id.set_word(0, KSUI_NUMBER);
+  id.set_word(1, number);
+  return id;
+}
+
+// Short: the decimal number. Long: 53 characters, a checksum and the five words in hexadecimal.
+// Kinds -1, 0 and 1 have only a short form, kinds that a user never types only a long one.
 enum class ksui_form { short_form = 2, long_form = 1 };
 std::string ksui_text(const ksui &id, ksui_form form);
+// The same text in the next of the thread's twenty buffers; nobody frees it.
+const char *ksui_ring_text(const ksui &id, ksui_form form);
+// Writes the text and a NUL to `out`, cut to its room; the result is the number of characters.
+std::size_t ksui_to_text(const ksui &id, ksui_form form, std::span<char> out);
 
-// Reads an identifier; `rest` (when given) is set behind it. The result is the kind, or -1, which
-// leaves the invalid value in `out`.
+// Reads an identifier behind leading white space: a long form whose checksum is right, or else a
+// decimal number. `rest` (when given) is set behind it. The result is the kind, or -1, which leaves
+// the invalid value in `out`.
 std::int32_t ksui_parse(std::string_view text, ksui &out, std::string_view *rest = nullptr);
+
+// The whole text is a save set's identifier, with "/" and a decimal clone id behind it if the
+// caller gives room for one (0 when the text has none). False leaves the invalid value in `out`.
+bool ssid_parse(std::string_view text, ksui &out, std::int64_t *cloneid = nullptr);
+// The whole text is a volume's identifier. False leaves the invalid value in `out`.
+bool volid_parse(std::string_view text, ksui &out);
+// The whole text is a client id: a long form of exactly 53 characters and of kind 4.
+bool clientid_parse(std::string_view text, ksui &out);
 
 }  // namespace qvr
