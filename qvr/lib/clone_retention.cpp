@@ -1,0 +1,65 @@
+#include "clone_retention.h"
+
+#include <charconv>
+
+#include "dates.h"
+
+namespace qvr {
+
+namespace {
+
+template <class Number>
+bool read_number(std::string_view &text, Number &value) {
+  while (!text.empty() && text.front() == ' ') text.remove_prefix(1);
+  auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc()) return false;
+  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+  return true;
+}
+
+bool read_colon(std::string_view &text) {
+  if (text.empty() || text.front() != ':') return false;
+  text.remove_prefix(1);
+  return true;
+}
+
+// "cloneid:basetime:delta", spaces before each number.
+bool read_value(std::string_view text, std::int64_t &cloneid, retention_t &retention) {
+  return read_number(text, cloneid) && read_colon(text) && read_number(text, retention.base) &&
+         read_colon(text) && read_number(text, retention.delta);
+}
+
+bool says_yes(const ss_t &ss, std::string_view attribute) {
+  return ss.attrs.first(attribute) == "Yes";
+}
+
+}  // namespace
+
+retention_t clone_retention(const ss_t &ss, const clone_t *clone) {
+  packed_attrs::values_t values = packed_attrs::no_values();
+  if (clone != nullptr && ss.attrs.find(ATTR_CLONE_RETENTION, values)) {
+    std::string_view value;
+    std::int64_t cloneid;
+    retention_t retention;
+    while (values.next(value)) {
+      if (read_value(value, cloneid, retention) && cloneid == clone->cloneid) return retention;
+    }
+  }
+  return {ss.ssinsert, ss.ssretent};
+}
+
+std::int64_t clone_retention_time(const ss_t &ss, const clone_t *clone) {
+  retention_t retention = clone_retention(ss, clone);
+  return retention.delta == 0 ? 0 : time_add(retention.delta, retention.base);
+}
+
+bool ss_browse_forever(const ss_t &ss) {
+  return says_yes(ss, "*QVR_OLD_FOREVER_BROWSE_TIME") ||
+         says_yes(ss, "*QVR_NEW_FOREVER_BROWSE_TIME");
+}
+
+bool ss_retent_forever(const ss_t &ss) {
+  return says_yes(ss, "*QVR_OLD_FOREVER_TIME") || says_yes(ss, "*QVR_NEW_FOREVER_TIME");
+}
+
+}  // namespace qvr
