@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -102,6 +103,9 @@ class XDR {
     cur_ += size;
     return at;
   }
+
+  // The bytes ahead that lie in memory in one piece; not consumed.
+  std::span<const std::uint8_t> window() const { return {cur_, end_}; }
 
   // Bytes that the stream knows to be left of the record; an upper bound for counts that a peer
   // claims. A stream that cannot know gives SIZE_MAX.
