@@ -1,21 +1,37 @@
+#include <array>
+
 #include "attrlist.h"
 
 namespace qvr {
 
 namespace {
 
-constexpr unsigned char fold(char c) {
-  return static_cast<unsigned char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
+constexpr std::array<unsigned char, 256> fold = [] {
+  std::array<unsigned char, 256> table{};
+  for (unsigned c = 0; c < 256; c++) {
+    table[c] = static_cast<unsigned char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
+  }
+  return table;
+}();
+
+unsigned char folded(char c) {
+  return fold[static_cast<unsigned char>(c)];
 }
 
 }  // namespace
 
 int attr_name_cmp(std::string_view a, std::string_view b) {
-  for (std::size_t i = 0; i < a.size() && i < b.size(); i++) {
-    int difference = fold(a[i]) - fold(b[i]);
+  std::size_t common = a.size() < b.size() ? a.size() : b.size();
+  for (std::size_t i = 0; i < common; i++) {
+    if (a[i] == b[i]) continue;
+    int difference = folded(a[i]) - folded(b[i]);
     if (difference != 0) return difference;
   }
   return a.size() < b.size() ? -1 : a.size() > b.size();
+}
+
+bool attr_name_equal(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && attr_name_cmp(a, b) == 0;
 }
 
 }  // namespace qvr
