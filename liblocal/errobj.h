@@ -100,8 +100,20 @@ errobj_t *err_from_table(int cls, int number);
 errobj_t *err_from_text(int cls, int number, std::string_view text);
 // A copy in the ring, independent of its source; null for null.
 errobj_t *err_dup(const errobj_t *error);
+// Empties the object and releases what its members hold; it stays in its ring.
 void err_clear(errobj_t *error);
-// Prints to the standard error stream.
+// Prints to the standard error stream, with a newline.
 void err_print(const errobj_t *error);
+
+// A whole error object as one text: rendered text, time, thread, process, tag, host, length of the
+// program name, program name and the encoded message, each separated by a blank.
+std::string err_encode(const errobj_t &error);
+
+// The form in a reply: the plain text and, for a structured message, one NUL byte and the rest of
+// the encoded form behind its first field. Reading gives an error object in the ring: with the
+// fields of the encoded form, or of `code` and the plain text when there is no such rest or it does
+// not parse. Null for code 0.
+std::string err_to_wire(const errobj_t &error);
+errobj_t *err_from_wire(std::int32_t code, std::string_view text);
 
 }  // namespace qvr

@@ -41,9 +41,29 @@ const char *msg_arg_char(char value);
 
 // The encoded form, in which a structured text crosses the wire and lies in logs.
 strtxt_t *strtxt_create(std::int32_t id, const char *format, msg_pairs args = {});
+// "id length format", then " argc" and " type length value" for each argument; lengths in bytes.
 std::string strtxt_encode(const strtxt_t &message);
+// The same with each value cut at 2047 bytes, for readers of fixed room.
+std::string strtxt_encode_cut(const strtxt_t &message);
+// Into a buffer of `size` bytes, terminated; a text that does not fit is replaced by one that says
+// "stbuf overflow, msgID:%d". Returns the length.
+std::size_t strtxt_encode_to(const strtxt_t &message, char *buffer, std::size_t size);
+// A plain text as a message without id or arguments, cut at 2047 bytes; an `id:text` as a message
+// with that id.
+std::string strtxt_encode_text(std::string_view text);
+std::string strtxt_encode_entry(std::string_view entry);
+// False, and `out` untouched, for anything that is not wholly of the encoded form. Formats and
+// values may be of 24576 bytes.
 bool strtxt_decode(std::string_view text, strtxt_t &out);
+
 std::string strtxt_to_xml(const strtxt_t &message);
+// The first message of the text, in the thread's pool; null when a part is missing.
 strtxt_t *strtxt_from_xml(std::string_view text);
+// Reads the next message and consumes it from `text`. False when a part is missing.
+bool strtxt_take_xml(std::string_view &text, strtxt_t &out);
+bool strtxt_is_xml(std::string_view text);
+// The rendered texts of all messages in an XML text, in reverse order, joined by ", ", in the large
+// ring; the empty text when one does not parse.
+const char *msg_render_xml(const char *locale, std::string_view text);
 
 }  // namespace qvr
