@@ -12,9 +12,14 @@ bool XDR::put_counted(std::string_view bytes) {
 
 bool XDR::get_counted(std::string &bytes, std::uint32_t limit) {
   constexpr std::size_t step = 64 * 1024;
-  std::uint32_t size;
+  std::uint32_t size = 0;
   if (!get_u32(size) || size > limit) return false;
-  bytes.clear();
+  if (static_cast<std::size_t>(end_ - cur_) >= size) {
+    bytes.assign(reinterpret_cast<const char *>(cur_), size);
+    cur_ += size;
+  } else {
+    bytes.clear();
+  }
   while (bytes.size() < size) {
     std::size_t have = bytes.size(), more = std::min<std::size_t>(size - have, step);
     bytes.resize(have + more);

@@ -1,0 +1,240 @@
+// The encrypted mode of the record stream, and control messages.
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "debug_words.h"
+#include "record_stream.h"
+
+namespace qvr {
+
+namespace {
+
+constexpr std::uint32_t last_fragment = 0x80000000;
+constexpr std::uint32_t control_header = 0x40000000;
+
+// Grows as the bytes arrive, whatever length the peer claims.
+template <class Read>
+bool read_growing(std::vector<std::uint8_t> &memory, std::uint32_t size, Read read) {
+  constexpr std::size_t first_step = 64 * 1024;
+  memory.clear();
+  while (memory.size() < size) {
+    std::size_t have = memory.size();
+    std::size_t part = std::min<std::size_t>(size - have, std::max(have, first_step));
+    memory.resize(have + part);
+    if (!read(memory.data() + have, part)) return false;
+  }
+  return true;
+}
+
+bool failed(const errobj_t *error) {
+  if (error == nullptr) return false;
+  KS_DEBUG(3, "%s\n", error->text.c_str());
+  return true;
+}
+
+}  // namespace
+
+void xdr_record_stream::drop_decrypted() {
+  if (decrypted_.data != nullptr) crypt_.release(crypt_.context, decrypted_);
+  decrypted_ = {};
+}
+
+// Before a switch either way: what was sent so far and what was received so far belong to the old
+// mode.
+bool xdr_record_stream::settle_for_switch() {
+  // Inside a reauthentication the stream stands between two fragments already.
+  if (!in_reauth_) {
+    if (!skiprecord(false)) return false;
+    last_frag_ = true;
+    settle();
+  }
+  if (put_cur_ > out_base_ + 4) {
+    frag_sent_ = false;
+    if (!flush_out(true)) return false;
+  }
+  return true;
+}
+
+bool xdr_record_stream::crypt_on(const xdrrec_crypt_ops &ops) {
+  if (encrypted_ || ops.context == nullptr || ops.encrypt == nullptr || ops.decrypt == nullptr ||
+      ops.release == nullptr) {
+    return false;
+  }
+  bool done = settle_for_switch();
+  if (done) {
+    leftover_ = cur_;
+    leftover_size_ = buffered();
+    crypt_ = ops;
+    in_base_ = in_boundary_ = cur_ = settled_ = frag_start_ = nullptr;
+    fills_++;
+    encrypted_ = true;
+  }
+  open_windows();
+  return done;
+}
+
+bool xdr_record_stream::crypt_off(xdrrec_crypt_ops *old_ops) {
+  if (!encrypted_) return false;
+  bool done = settle_for_switch();
+  if (done) {
+    drop_decrypted();
+    // Bytes that the encrypted mode never came to are plain again.
+    in_base_ = buffer_base_;
+    if (leftover_size_ == 0) leftover_ = buffer_base_;
+    cur_ = settled_ = frag_start_ = leftover_;
+    in_boundary_ = leftover_ + leftover_size_;
+    leftover_size_ = 0;
+    fills_++;
+    if (old_ops != nullptr) *old_ops = crypt_;
+    crypt_ = {};
+    encrypted_ = false;
+  }
+  open_windows();
+  return done;
+}
+
+bool xdr_record_stream::exact_read(std::uint8_t *to, std::size_t size) {
+  std::size_t part = std::min(size, leftover_size_);
+  if (part != 0) std::copy_n(leftover_, part, to);
+  leftover_ += part;
+  leftover_size_ -= part;
+  to += part;
+  size -= part;
+  return size == 0 || fill(to, &size, nullptr, nullptr, 1);
+}
+
+bool xdr_record_stream::crypt_set_input_fragment() {
+  std::uint8_t word[4];
+  if (!exact_read(word, 4)) return false;
+  std::uint32_t header = load32(word);
+  if ((header & control_header) != 0 && crypt_.reauth != nullptr) {
+    control_header_taken_ = in_reauth_ = true;
+    errobj_t *error = crypt_.reauth(crypt_.context);
+    in_reauth_ = false;
+    if (failed(error)) return false;
+    // The layer may have ended the encrypted mode: the rest comes in plain.
+    if (!encrypted_) return set_input_fragment();
+    if (!exact_read(word, 4)) return false;
+    header = load32(word);
+  }
+  std::uint32_t length = header & 0x7fffffff;
+  if (!check_fragmax(length)) return false;
+  last_frag_ = (header & last_fragment) != 0;
+  drop_decrypted();
+  in_base_ = in_boundary_ = cur_ = settled_ = frag_start_ = nullptr;
+  fbtbc_ = 0;
+  fills_++;
+  if (length == 0) return true;
+
+  begun_ += length;
+  std::vector<std::uint8_t> ciphertext;
+  auto read = [this](std::uint8_t *to, std::size_t size) { return exact_read(to, size); };
+  if (!read_growing(ciphertext, length, read)) return false;
+  if (failed(crypt_.decrypt(crypt_.context, {ciphertext.data(), length}, decrypted_))) {
+    drop_decrypted();
+    return false;
+  }
+  in_base_ = cur_ = settled_ = frag_start_ = decrypted_.data;
+  in_boundary_ = cur_ + decrypted_.size;
+  fbtbc_ = decrypted_.size;
+  return true;
+}
+
+bool xdr_record_stream::crypt_send(std::uint32_t last_bit, const std::uint8_t *bytes,
+                                   std::size_t size) {
+  std::uint8_t word[4];
+  if (size == 0) {
+    store32(word, last_bit);
+    return send(word, 4, nullptr, 0);
+  }
+  // The layer reads its input only.
+  xdrrec_buf_t plain{const_cast<std::uint8_t *>(bytes), static_cast<std::uint32_t>(size)};
+  xdrrec_buf_t cipher;
+  errobj_t *error = crypt_.encrypt(crypt_.context, plain, cipher);
+  if (error != nullptr && crypt_.refresh != nullptr) {
+    KS_DEBUG(3,
+             "The information that is needed to encrypt data may be expired. Attempting to refresh "
+             "it\n");
+    error = crypt_.refresh(crypt_.context);
+    if (error == nullptr) error = crypt_.encrypt(crypt_.context, plain, cipher);
+  }
+  if (failed(error)) return false;
+  store32(word, last_bit | cipher.size);
+  bool done = send(word, 4, cipher.data, cipher.size);
+  crypt_.release(crypt_.context, cipher);
+  return done;
+}
+
+bool xdr_record_stream::crypt_flush(bool end_of_record, const std::uint8_t *extra,
+                                    std::size_t extra_size) {
+  bool with_extra = extra_size != 0;
+  store32(frag_header_, static_cast<std::uint32_t>(fragment_size()) |
+                            (end_of_record && !with_extra ? last_fragment : 0));
+  bool done = true;
+  if (crypt_.needs_refresh != nullptr && crypt_.needs_refresh(crypt_.context) &&
+      crypt_.refresh != nullptr) {
+    done = !failed(crypt_.refresh(crypt_.context));
+  }
+  for (const std::uint8_t *at = out_base_; done && at < put_cur_;) {
+    std::uint32_t header = load32(at), length = header & 0x7fffffff;
+    done = crypt_send(header & last_fragment, at + 4, length);
+    at += 4 + length;
+  }
+  if (done && with_extra) done = crypt_send(end_of_record ? last_fragment : 0, extra, extra_size);
+  reset_output();
+  flushes_++;
+  return done;
+}
+
+bool xdr_record_stream::send_raw(const xdrrec_raw_t *entries) {
+  std::uint64_t total = 0;
+  for (const xdrrec_raw_t *entry = entries; entry->data != nullptr; entry++) total += entry->size;
+  if (total > UINT32_MAX) return false;
+  std::uint8_t head[8];
+  store32(head, control_header);
+  store32(head + 4, static_cast<std::uint32_t>(total));
+  if (!send(head, 8, nullptr, 0)) return false;
+  for (const xdrrec_raw_t *entry = entries; entry->data != nullptr;) {
+    const xdrrec_raw_t &first = *entry++;
+    bool pair = entry->data != nullptr;
+    if (!send(first.data, first.size, pair ? entry->data : nullptr, pair ? entry->size : 0)) {
+      return false;
+    }
+    if (pair) entry++;
+  }
+  return true;
+}
+
+bool xdr_record_stream::recv_raw(xdrrec_raw_t *entries) {
+  settle();
+  auto read = [this](std::uint8_t *to, std::size_t size) {
+    return encrypted_ ? exact_read(to, size) : buffered_read(to, size);
+  };
+  auto receive = [&] {
+    std::uint8_t word[4];
+    if (!std::exchange(control_header_taken_, false) &&
+        (!read(word, 4) || (load32(word) & control_header) == 0)) {
+      return false;
+    }
+    if (!read(word, 4)) return false;
+    std::uint32_t left = load32(word);
+    for (xdrrec_raw_t *entry = entries; entry->size != 0; entry++) {
+      if (entry->size == XDRREC_RAW_REST) {
+        if (entry[1].size != 0 || (fragmax_ != 0 && left > fragmax_)) return false;
+        if (!read_growing(entry->memory, left, read)) return false;
+        entry->data = entry->memory.data();
+        entry->size = left;
+        return true;
+      }
+      if (entry->size > left || !read(entry->data, entry->size)) return false;
+      left -= entry->size;
+    }
+    return true;
+  };
+  bool done = receive();
+  open_windows();
+  return done;
+}
+
+}  // namespace qvr
