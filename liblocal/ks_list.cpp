@@ -161,6 +161,10 @@ KSList *ks_list_create(const ks_list_hooks_t &hooks, std::uint32_t option, std::
   return made.release();
 }
 
+int ks_list_share(KSList *list) {
+  return ks_object_hold(list);
+}
+
 int ks_list_destroy(KSList *list) {
   if (list == nullptr) return ks_null_argument();
   {

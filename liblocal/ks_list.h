@@ -39,6 +39,8 @@ struct ks_list_hooks_t {
 
 // Null with errno set on failure.
 KSList *ks_list_create(const ks_list_hooks_t &hooks, std::uint32_t option, std::uint32_t flags = 0);
+// One more owner: the list then takes one more destroy to go. The owners, or -1.
+int ks_list_share(KSList *list);
 // 12, and nothing changes, while an iterator is alive. Otherwise ends one ownership, and with the
 // last each value goes to value_free and each key to key_free.
 int ks_list_destroy(KSList *list);

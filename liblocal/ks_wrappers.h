@@ -27,8 +27,9 @@ std::size_t ks_strlcat(char *to, const char *from, std::size_t size);
 // The text of an errno value. It lies in a ring of the calling thread of 200 buffers of 3072 bytes
 // and stays valid for the thread's next 199 calls.
 const char *ks_strerror(int error);
-// snprintf through the format engine: `size` counts the NUL, the result is the length tried for.
-int ks_snprintf(char *to, std::size_t size, const char *format, ...)
+// A bounded print through the format engine (format.h): `size` counts the NUL, the result is the
+// length of what was written.
+std::size_t ks_snprintf(char *to, std::size_t size, const char *format, ...)
     __attribute__((format(printf, 3, 4)));
 
 // Time. ks_time is time(2), but never 0x7fffffff, which stands for no end of time in records.

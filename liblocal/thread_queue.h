@@ -14,6 +14,8 @@ struct ks_thread_queue_t;
 // the items left go to `finish` unworked. Null with errno set on failure.
 ks_thread_queue_t *ks_tq_create(void (*worker)(void *item), void (*finish)(void *item),
                                 std::uint8_t minimum, std::uint8_t maximum, bool wait_for_drain);
+// One more owner: the queue then takes one more destroy to go. The owners, or -1.
+int ks_tq_share(ks_thread_queue_t *queue);
 // 0, or a portable number (see ks_errno_of for its text): 2 for a null item. The queue borrows the
 // item until its worker is done. Any thread.
 int ks_tq_push(ks_thread_queue_t *queue, void *item);
