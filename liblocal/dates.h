@@ -66,6 +66,7 @@ std::int64_t qvr_getdate_from(std::string_view text, std::int64_t base,
                               std::uint32_t *flags = nullptr);
 // The same for the end of a range: a day in the past without a time of day means its last second.
 std::int64_t qvr_getdate_end(std::string_view text);
+std::int64_t qvr_getdate_end_from(std::string_view text, std::int64_t now);
 // "l " in front selects the form of the locale (strptime of POSIX), and `locale` (when given) says
 // whether that reader answered. Otherwise qvr_getdate_end() when `end` is set, else qvr_getdate().
 std::int64_t qvr_getdate_any(std::string_view text, bool end, bool *locale = nullptr);
