@@ -1,6 +1,4 @@
 // The forms in which a time prints.
-#include <iconv.h>
-#include <langinfo.h>
 #include <sys/time.h>
 
 #include <algorithm>
@@ -12,6 +10,7 @@
 #include "dates.h"
 #include "local_time.h"
 #include "msg.h"
+#include "text_convert.h"
 
 namespace qvr {
 
@@ -50,20 +49,8 @@ std::size_t ks_strftime(std::span<char> out, const char *format, const std::tm &
   std::array<char, STRFTIME_MAX> native;
   std::size_t size = std::strftime(native.data(), native.size(), format, &fields);
   std::string_view text(native.data(), size);
-  std::array<char, STRFTIME_MAX> converted;
-  bool ascii = std::all_of(text.begin(), text.end(),
-                           [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-  if (const char *codes = nl_langinfo(CODESET); !ascii && std::strcmp(codes, "UTF-8") != 0) {
-    bool plain = std::strcmp(codes, "646") == 0 || std::strcmp(codes, "ANSI_X3.4-1968") == 0;
-    iconv_t conversion = iconv_open("UTF-8", plain ? "ISO8859-1" : codes);
-    if (conversion != reinterpret_cast<iconv_t>(-1)) {
-      char *from = native.data(), *to = converted.data();
-      std::size_t from_left = size, to_left = converted.size();
-      iconv(conversion, &from, &from_left, &to, &to_left);
-      iconv_close(conversion);
-      text = {converted.data(), converted.size() - to_left};
-    }
-  }
+  std::string store;
+  text = text_from_locale(text, store);
   if (text.size() >= out.size()) {
     out[0] = '\0';
     return 0;

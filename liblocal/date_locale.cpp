@@ -1,9 +1,10 @@
 // The reader of dates in the form of the locale.
-#include <array>
+#include <algorithm>
 #include <string>
 
 #include "dates.h"
 #include "debug_words.h"
+#include "ks_wrappers.h"
 #include "local_time.h"
 
 namespace qvr {
@@ -49,7 +50,7 @@ bool fields_valid(const std::tm &f) {
 }
 
 bool read_format(const std::string &text, const char *format, std::tm &fields) {
-  const char *rest = strptime(text.c_str(), format, &fields);
+  const char *rest = ks_strptime(text.c_str(), format, &fields);
   if (rest == nullptr) return false;
   while (*rest == ' ') rest++;
   return *rest == '\0' && fields_valid(fields);

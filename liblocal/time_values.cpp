@@ -2,12 +2,13 @@
 #include <ctime>
 
 #include "dates.h"
+#include "ks_clock.h"
 #include "local_time.h"
 
 namespace qvr {
 
 std::int64_t time_now(std::int64_t *out) {
-  std::int64_t now = std::time(nullptr);
+  std::int64_t now = ks_clock_now();
   if (now == TIME_FOREVER_32) now--;
   if (out != nullptr) *out = now;
   return now;

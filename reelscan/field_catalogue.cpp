@@ -1,4 +1,4 @@
-#include "catalogue.h"
+#include "field_catalogue.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "catalogue_rows.h"
+#include "field_rows.h"
 #include "msg.h"
 
 namespace qvr {
