@@ -1,0 +1,124 @@
+#include "rptout.h"
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+#include "export_spec.h"
+#include "msg.h"
+#include "text_convert.h"
+
+namespace qvr {
+
+namespace {
+
+constexpr std::string_view blanks = " \t\n\v\f\r";
+
+std::string_view trimmed(std::string_view text) {
+  std::size_t start = text.find_first_not_of(blanks);
+  if (start == std::string_view::npos) return text.substr(text.size());
+  return text.substr(start, text.find_last_not_of(blanks) - start + 1);
+}
+
+void value_lost() {
+  msg_print(109666, 15000 + ENOMEM, MSG_STDERR, "Unable to log message to report output: %s\n",
+            {{MSG_ARG_ERRTEXT, std::strerror(ENOMEM)}});
+}
+
+}  // namespace
+
+rptout_t::rptout_t(std::optional<std::string> spec_, rpt_form form_, bool through_messages_,
+                   std::FILE *stream_)
+    : spec(std::move(spec_)),
+      form(form_),
+      events(&rptout_events(form_)),
+      through_messages(through_messages_),
+      stream(stream_) {
+  if (form != RPT_FORM_NONE && !spec) spec.emplace();
+  if (form == RPT_FORM_XML) exempted = text_exempt_fd(fileno(stream));
+  if (form == RPT_FORM_PRINTF && spec) conversions = rpt_split_printf(*spec, pieces);
+}
+
+rptout_t::~rptout_t() {
+  rptout_flush(*this);
+  if (exempted) text_unexempt_fd(fileno(stream));
+}
+
+std::unique_ptr<rptout_t> rptout_create(std::optional<std::string> spec, rpt_form form,
+                                        bool through_messages, std::FILE *stream) {
+  return std::make_unique<rptout_t>(std::move(spec), form, through_messages, stream);
+}
+
+void rptout_emit(rptout_t &out, std::string_view text, const report_column_t &column) {
+  if (!out.events->prints) return;
+  out.row_has_content = true;
+  if (text.data() == nullptr) text = column.rc_value ? std::string_view(*column.rc_value) : "";
+  std::string store;
+  if (out.form == RPT_FORM_XML) text = utf8_made_valid(text, store);
+  if (column.rc_mr == nullptr) {
+    if (!out.spec) rptout_print(out, text);
+    return;
+  }
+  if (out.spec) text = trimmed(text);
+  std::size_t before = out.row.size();
+  try {
+    out.events->value(out, text, column);
+  } catch (const std::bad_alloc &) {
+    out.row.resize(before);
+    value_lost();
+  }
+}
+
+void rptout_emit_title(rptout_t &out, const report_column_t &column) {
+  if (!out.events->titles || column.rc_mr == nullptr) return;
+  out.row_has_content = true;
+  rptout_emit(out, out.spec ? column.rc_mr->mr_longname : column.rc_mr->mr_title, column);
+}
+
+void rptout_emit_linear(rptout_t &out, std::string_view text, const report_column_t &column) {
+  if (!out.events->prints) return;
+  if (text.data() == nullptr) {
+    if (!column.rc_value) return;
+    text = *column.rc_value;
+  }
+  if (column.rc_mr != nullptr) {
+    rptout_print(out, column.rc_mr->mr_title);
+    rptout_print(out, text);
+    rptout_print(out, column.rc_mr->mr_short);
+  } else if (!out.spec) {
+    rptout_print(out, text);
+  }
+}
+
+void rptout_print(rptout_t &out, std::string_view text) {
+  if (!out.events->prints) return;
+  out.row_has_content = true;
+  std::string store;
+  if (out.form == RPT_FORM_XML) text = utf8_made_valid(text, store);
+  if (out.through_messages) text = rptout_message_part(text);
+  out.row += text;
+}
+
+void rptout_end_row(rptout_t &out) {
+  if (!out.row_has_content) return;
+  out.events->end_row(out);
+  rptout_flush(out);
+  out.row_has_content = false;
+  out.first = true;
+  out.any_value = false;
+  out.arguments = 0;
+}
+
+void rptout_flush(rptout_t &out) {
+  if (out.row.empty()) return;
+  text_to_file(out.stream, out.row);
+  out.row.clear();
+}
+
+std::string_view rptout_message_part(std::string_view text, std::size_t limit) {
+  if (text.size() <= limit) return text;
+  while (limit > 0 && (static_cast<unsigned char>(text[limit]) & 0xC0) == 0x80) limit--;
+  return text.substr(0, limit);
+}
+
+}  // namespace qvr
