@@ -250,8 +250,8 @@ std::int64_t qvr_getdate_from(std::string_view text, std::int64_t base, std::uin
   bool parsed = date_parse(text, local.tm_zone, state);
   if (flags != nullptr) *flags = flags_of(state);
   if (!parsed) return TIME_FAILED;
-  base_t from{base, state.pd_year, 0};
-  from.midnight = local_seconds({state.pd_year, local.tm_mon + 1, local.tm_mday, 0, 0, 0});
+  base_t from{base, civil_of(local).year, 0};
+  from.midnight = local_seconds({from.year, local.tm_mon + 1, local.tm_mday, 0, 0, 0});
   moment result = result_of(state, from);
   std::int64_t farthest;
   if (__builtin_add_overflow(base, FARTHEST, &farthest)) farthest = TIME_FOREVER;
