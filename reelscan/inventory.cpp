@@ -20,9 +20,7 @@ constexpr std::size_t FLAGS_SIZE = 10;        // of "0x%x", with its NUL
 // One line, cut at the size of the line buffer.
 class line_t {
  public:
-  void add(std::string_view text) {
-    text_.append(text.substr(0, LINE_SIZE - 1 - text_.size()));
-  }
+  void add(std::string_view text) { text_.append(text.substr(0, LINE_SIZE - 1 - text_.size())); }
   void print() {
     if (text_.size() == LINE_SIZE - 1) text_.pop_back();
     text_ += '\n';
