@@ -1,7 +1,7 @@
 // Lines of the history report, from records in memory.
 #include <gtest/gtest.h>
 
-#include "catalogue.h"
+#include "field_catalogue.h"
 #include "dates.h"
 #include "history_query.h"
 #include "history_row.h"
