@@ -36,8 +36,7 @@ bool needs_quotes(std::string_view value) {
 std::string rendered(const std::string &value) {
   strtxt_t message;
   if (strtxt_decode(value, message)) return msg_render(nullptr, message);
-  const strtxt_t *from_xml = strtxt_from_xml(value);
-  return from_xml != nullptr ? msg_render(nullptr, *from_xml) : value;
+  return strtxt_is_xml(value) ? msg_render_xml(nullptr, value) : value;
 }
 
 // Cells of the last line of a text.

@@ -435,11 +435,7 @@ std::size_t i18n_vsnprintf(char *buffer, std::size_t capacity, std::unique_ptr<c
   }
   result_t out(buffer, std::min(capacity, NO_LIMIT), allocated, grows);
   printer print(out, scan, slots.data());
-  if (print_all(format, out, print) == outcome::failed) {
-    out.finish();
-    if (owns) allocated->reset();
-    return 0;
-  }
+  if (print_all(format, out, print) == outcome::failed) return fail();
   return out.finish();
 }
 

@@ -85,7 +85,7 @@ inline constexpr int FMT_WIDTH_MAX = 1 << 20;        // clamp where the room doe
 // In bounded mode a conversion that has less than its room left (the larger of width and precision;
 // 64 bytes when it has neither; a string at least its bytes) ends the text in front of it.
 // Returns the length of the result. A failure (more than 255 positions, a conversion of more than
-// 255 bytes) returns 0 and leaves an empty `*allocated` or a terminated buffer; diagnostics stand
+// 255 bytes) returns 0 and leaves an empty `*allocated` or an empty text; diagnostics stand
 // at debug level 6. Any thread; keeps no state.
 std::size_t i18n_vsnprintf(char *buffer, std::size_t capacity, std::unique_ptr<char[]> *allocated,
                            const fmt_source_t &source, const char *locale, std::string_view format,
