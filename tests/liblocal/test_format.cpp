@@ -276,7 +276,7 @@ TEST(format, a_source_is_asked_once_a_position_in_order) {
   recording_cursor_t cursor;
   char text[1000];
   i18n_vsnprintf(text, sizeof text, nullptr, source, "de_DE",
-                 "%10$lu%9$p%8$s%7$Lf%6$g%5$lld%4$ld%3$x%2$hd%1$y", cursor);
+                 "%10$lu%9$p%8$s%7$Lf%6$g%5$lld%4$ld%3$x%2$hd%1$m", cursor);
   EXPECT_EQ(cursor.asked, (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
   // A null string of a source is the engine's to print.
   EXPECT_NE(std::string(text).find("<null>"), std::string::npos);

@@ -89,7 +89,9 @@ TEST(xdr_attrlist, what_a_peer_may_send) {
     SCOPED_TRACE(row.line);
     attrlist list;
     EXPECT_EQ(decodes(row.bytes, list), row.good);
-    if (row.good) EXPECT_EQ(list, row.list);
+    if (row.good) {
+      EXPECT_EQ(list, row.list);
+    }
   }
   xdr_memory_writer writer;
   EXPECT_FALSE(xdr_put_attrlist(writer, {{std::string(65, 'n'), {}}}));
