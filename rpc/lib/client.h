@@ -39,7 +39,15 @@ enum clnt_wait_mode : int {
   CLNT_WAIT_FOREVER = 2,  // no time-out
 };
 
-// The numbers of the control operation.
+// What CLSET_POLL takes and CLGET_POLL gives.
+struct clnt_poll_t {
+  std::chrono::microseconds interval{0};
+  clnt_cancel_t cancel;
+};
+
+// The numbers of the control operation. Times are std::chrono::microseconds, numbers and switches
+// int, program and mask uint32_t, the peer a sockaddr_storage, the stream an XDR *, a name a const
+// char *; the argument points to one, or is null where that has a meaning of its own.
 enum clnt_control : unsigned {
   CLSET_TIMEOUT = 1,
   CLGET_TIMEOUT = 2,

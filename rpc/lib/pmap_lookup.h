@@ -15,9 +15,11 @@ enum pmap_flag : unsigned {
 };
 
 // The port (host order) of exactly this program and version at the address; 0 with the thread's
-// create error set. `protocol` is an IPPROTO number. The address's port is ignored. Any thread.
+// create error set. `protocol` is an IPPROTO number. The address's port is ignored. With
+// `wait_seconds` above 0 the connection to the port mapper takes at most that long. Any thread.
 std::uint16_t pmap_getport_qvr(const sockaddr_storage &address, std::uint32_t program,
-                               std::uint32_t version, int protocol, unsigned flags);
+                               std::uint32_t version, int protocol, unsigned flags,
+                               int wait_seconds = 0);
 // Empties the calling thread's cache and the global one: a daemon that restarted has a new port.
 void pmap_cache_clear();
 // What the failure messages call the service behind a port of a host; `text` stays as it is when

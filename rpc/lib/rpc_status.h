@@ -26,6 +26,16 @@ enum clnt_stat : int {
   RPC_UNKNOWNPROTO = 17,
   RPC_INTR = 18,
   RPC_UNKNOWNADDR = 19,
+  RPC_TLIERROR = 20,
+  RPC_NOBROADCAST = 21,
+  RPC_N2AXLATEFAILURE = 22,
+  RPC_UDERROR = 23,
+  RPC_INPROGRESS = 24,
+  RPC_STALERACHANDLE = 25,
+  RPC_CANTCONNECT = 26,
+  RPC_XPRTFAILED = 27,
+  RPC_CANCELLED = 28,  // by the cancel callback; its text is the published one of the number
+  RPC_CANTSTORE = 29,
 };
 
 }  // namespace qvr
