@@ -4,7 +4,7 @@
 #include <string>
 #include <thread>
 
-#include "format.h"
+#include "debug_words.h"
 #include "msg.h"
 #include "msg_rings.h"
 
@@ -125,8 +125,8 @@ TEST(strtxt, encodes_and_decodes) {
   EXPECT_EQ(strtxt_encode_cut(*made), "1 2 %s 1 0 2047 " + longest.substr(0, 2047));
   EXPECT_EQ(strtxt_encode(*made), "1 2 %s 1 0 3000 " + longest);
   char buffer[40];
-  EXPECT_EQ(strtxt_encode_to(*made, buffer, sizeof buffer), 27u);
-  EXPECT_STREQ(buffer, "0 22 stbuf overflow, msgID:1");
+  EXPECT_EQ(strtxt_encode_to(*made, buffer, sizeof buffer), 28u);
+  EXPECT_STREQ(buffer, "0 23 stbuf overflow, msgID:1");
   EXPECT_EQ(strtxt_encode_text("plain"), "0 5 plain");
   EXPECT_EQ(strtxt_encode_text(longest), "0 2047 " + longest.substr(0, 2047));
   EXPECT_EQ(strtxt_encode_entry("345:Some text"), "345 9 Some text");
