@@ -1,0 +1,55 @@
+// One TCP connection of a daemon: record marking (RFC 5531, section 11) on the lab's side.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "lab_faults.h"
+#include "lab_reply.h"
+#include "lab_sockets.h"
+
+namespace qvr {
+
+struct lab_state;
+struct lab_program;
+
+class lab_connection {
+ public:
+  // `number` counts over all daemons, `daemon_number` over the program's own.
+  lab_connection(lab_state &lab, const lab_program &program, lab_socket socket,
+                 std::uint64_t number, unsigned daemon_number);
+
+  // Answers calls until either side ends. The connection's own thread.
+  void serve();
+  // Makes serve() end soon. Any thread.
+  void interrupt();
+
+ private:
+  // Reads the next record into record_. False at the end, or when it is no good.
+  bool read_record();
+  bool fill();
+  bool send_reply(const lab_reply &reply, const lab_fault &fault);
+  bool send_plain(const lab_reply &reply);
+  bool send_bytes(std::string bytes, std::optional<unsigned> trickle_ms);
+  // Closes so that the peer sees a reset.
+  void reset();
+
+  lab_state &lab_;
+  const lab_program &program_;
+  lab_socket socket_;
+  std::uint64_t number_;
+  fault_connection place_;
+  std::string input_;  // bytes that have come, from input_at_ on
+  std::size_t input_at_ = 0;
+  std::string record_;
+  std::uint64_t sent_ = 0;  // bytes of replies
+};
+
+// The bytes of a reply message after what a fault rule does to it, with its record marks when
+// `marked`.
+std::string spoil_reply(const lab_reply &reply, const lab_fault &fault, bool marked);
+// True when the rule changes the bytes.
+bool spoils(const lab_fault &fault);
+
+}  // namespace qvr

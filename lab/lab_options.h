@@ -1,0 +1,46 @@
+// How an installation is to be: what it serves, where, and how badly.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "lab_faults.h"
+
+namespace qvr {
+
+struct lab_login {
+  std::string user, password;
+};
+
+struct lab_options {
+  // The catalogue: a file when named, else the sample "SEED[:CLIENTS[:DAYS]]".
+  std::string catalogue;
+  std::string sample = "1";
+  std::uint64_t scale = 0;  // save sets of the sample at least
+  std::string store;        // the catalogue is written here before it is served
+  std::int64_t now = 0;     // seconds since 1970 that a sample lies behind; 0: the clock's
+
+  // The host that the installation answers for: named in credentials and the sample. Empty: this
+  // host's name where it means a loopback address, else "localhost".
+  std::string host;
+  std::uint16_t port = 7938;  // of the port mapper; 0: any that is free
+
+  int more = 2;  // what a range reply says when there is more
+  std::vector<lab_fault> faults;
+  std::vector<lab_login> logins;
+
+  std::string log;        // file of the call log
+  bool keep_log = false;  // events are also kept in memory
+
+  // Of the program alone.
+  std::optional<int> ready_fd;
+  bool serve = true;
+};
+
+// Reads the program's arguments. False when it shall end at once with `status`; what there is to
+// say then has been printed.
+bool parse_lab_options(int argc, char **argv, lab_options &options, int &status);
+
+}  // namespace qvr
