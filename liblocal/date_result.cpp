@@ -266,7 +266,7 @@ std::int64_t qvr_getdate_end_from(std::string_view text, std::int64_t now) {
   std::uint32_t flags = 0;
   std::int64_t result = qvr_getdate_from(text, now, &flags);
   if (result == TIME_FAILED || (flags & DATE_HAS_TIME) != 0) return result;
-  if (now - result <= DAY - 1) return result;
+  if (result >= now - (DAY - 1)) return result;
   std::tm today, day;
   if (!local_fields(now, today) || !local_fields(result, day)) return result;
   bool same_clock =

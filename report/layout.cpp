@@ -65,6 +65,12 @@ void rpt_layout::end_line(const report_column_t &column, std::size_t empty_lines
   used_ = 0;
 }
 
+// A line that has run ahead does not get longer room by it.
+bool rpt_layout::reaches_end(std::size_t room) const {
+  return used_ + room + static_cast<std::size_t>(std::max(pending_, std::int64_t{0})) >=
+         buffer_.size();
+}
+
 // Widths are small; the clamp keeps a line whose owed blanks alone exceed the buffer inside it.
 std::size_t rpt_layout::blanks_that_fit(std::int64_t wanted, std::size_t behind) const {
   std::size_t left = buffer_.size() - 1 - used_;
@@ -88,8 +94,7 @@ void rpt_layout::header(report_columns_t &columns, rpt_line_fn line) {
 
 void rpt_layout::title(report_column_t &column, rpt_line_fn line) {
   std::int64_t width = column.rc_width;
-  if (pending_ + width + static_cast<std::int64_t>(used_) >=
-      static_cast<std::int64_t>(buffer_.size())) {
+  if (reaches_end(static_cast<std::size_t>(std::max(width, std::int64_t{0})))) {
     end_line(column, 0, line);
   }
   std::string_view text = column.rc_mr != nullptr ? std::string_view(column.rc_mr->mr_title) : "";
@@ -131,13 +136,21 @@ void rpt_layout::row(const report_columns_t &columns, rpt_cell_fn cell, rpt_line
 
 void rpt_layout::value(const report_column_t &column, rpt_cell_fn cell, rpt_line_fn line) {
   const type_layout_t &type = layout_of(type_of(column));
-  if (static_cast<std::int64_t>(used_ + type.room) + pending_ + 2 >=
-      static_cast<std::int64_t>(buffer_.size())) {
+  if (reaches_end(type.room + 2)) end_line(column, 0, line);
+  std::size_t room, length;
+  char *at;
+  auto render = [&] {
+    at = buffer_.data() + used_;
+    *at = '\0';
+    room = std::min(RPT_LINE_SIZE - 2 - used_, RPT_CELL_ROOM);
+    length = cell(column, at, room);
+  };
+  render();
+  if (room < RPT_CELL_ROOM && length + 1 >= room && used_ > 0) {
+    // Wider than its type lets expect, and cut by the end of the buffer.
     end_line(column, 0, line);
+    render();
   }
-  char *at = buffer_.data() + used_;
-  *at = '\0';
-  std::size_t length = cell(column, at, std::min(RPT_LINE_SIZE - 2 - used_, RPT_CELL_ROOM));
   std::int64_t width = column.rc_width;
   // Alignment counts bytes here and cells in what is carried on.
   std::int64_t pad = (type.left ? 0 : width - static_cast<std::int64_t>(length)) + pending_;

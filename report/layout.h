@@ -52,6 +52,7 @@ class rpt_layout {
   void end_line(const report_column_t &column, std::size_t empty_lines, rpt_line_fn line);
   void title(report_column_t &column, rpt_line_fn line);
   void value(const report_column_t &column, rpt_cell_fn cell, rpt_line_fn line);
+  bool reaches_end(std::size_t room) const;
   std::size_t blanks_that_fit(std::int64_t wanted, std::size_t behind) const;
 
   std::array<char, RPT_LINE_SIZE> buffer_;

@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "err_class.h"
+#include "msg.h"
+#include "msg_process.h"
+#include "progname.h"
+
+namespace qvr {
+namespace {
+
+TEST(err, codes_texts_and_severities_of_classes) {
+  struct row {
+    int line;
+    int cls, number;
+    std::int32_t code;
+    const char *text;
+    int type;
+  };
+  const row rows[] = {
+      {__LINE__, 1, 0, 11000, "Success", 24},
+      {__LINE__, 1, 2, 15002, "No such file or directory", 24},
+      {__LINE__, 1, 4, 13004, "Interrupted system call", 24},
+      {__LINE__, 1, 16, 13016, "Device or resource busy", 24},
+      {__LINE__, 1, 110, 13110, "Connection timed out", 24},
+      {__LINE__, 2, 0, 21000, "Success", 11},
+      {__LINE__, 2, 5, 23005, "Timed out", 11},
+      {__LINE__, 2, 24, 23024, "Asynchronous RPC in progress", 11},
+      {__LINE__, 2, 29, 24029, "Can't store request", 11},
+      {__LINE__, 2, 30, 25030, "Unknown error code: 30", 24},
+      {__LINE__, 3, 0, 31000, "", 11},
+      {__LINE__, 3, 16, 35016, "Unknown parent", 11},
+      {__LINE__, 3, 33, 32033, "Application ID is not recognized", 11},
+      {__LINE__, 9, 3, 94003, "Invalid or NULL session channel", 24},
+      {__LINE__, 12, 11, 123011, "The referenced credentials have expired", 11},
+      {__LINE__, 12, 18, 125018, "The provided name was not a mechanism name", 11},
+      {__LINE__, 13, 0, 131000, "The operation completed successfully", 24},
+      {__LINE__, 13, 9, 135009, "An error occurred as a result of an SSL protocol failure", 11},
+      {__LINE__, 16, 10, 165010, "RPC server is unavailable", 11},
+      {__LINE__, 24, 6, 245006, "The security token had an invalid stauts", 11},
+      {__LINE__, 25, 5, 253005, "Database query error", 11},
+      {__LINE__, 5, 7, 50007, "Unknown error", 24},
+      {__LINE__, 33, 7, 330007, "Unknown error", 24},
+  };
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    errobj_t *error = err_from_table(r.cls, r.number);
+    EXPECT_EQ(error->code, r.code);
+    EXPECT_EQ(error->text, r.text);
+    EXPECT_EQ(error->message.args[0].type, r.type);
+    EXPECT_EQ(error->message.format, "%s");
+  }
+}
+
+TEST(err, ids_of_table_texts) {
+  struct row {
+    int cls, number;
+    std::int32_t id;
+  };
+  for (const row &r :
+       {row{2, 0, 340},  {2, 1, 80301},   {2, 2, 342},    {2, 3, 80795},  {2, 4, 80796},
+        {2, 23, 363},    {2, 24, 80304},  {2, 29, 80309}, {3, 15, 322},   {3, 16, 200956},
+        {3, 17, 324},    {3, 32, 339},    {3, 33, 84560}, {9, 1, 0},      {12, 0, 0},
+        {12, 1, 77500},  {12, 18, 77517}, {13, 1, 79335}, {13, 9, 79343}, {24, 1, 33720},
+        {24, 2, 142692}, {24, 9, 142699}, {25, 1, 1435},  {25, 2, 8120},  {25, 3, 144518},
+        {25, 5, 144520}}) {
+    SCOPED_TRACE(r.cls * 1000 + r.number);
+    const err_class_row_t *cls = err_class_row(r.cls);
+    EXPECT_EQ(cls->numbers[static_cast<std::size_t>(r.number)].id, r.id);
+    EXPECT_EQ(cls->numbers.size(), static_cast<std::size_t>(cls->entries) + 1);
+  }
+  EXPECT_STREQ(err_class_name(19), "SYSTEM_VSS");
+  EXPECT_STREQ(err_class_name(36), "QVR");
+  EXPECT_STREQ(err_class_name(4), "QVR");
+  EXPECT_STREQ(err_severity_name(5), "critical");
+  EXPECT_STREQ(err_severity_name(6), "info");
+}
+
+TEST(err, create_fills_severity_and_stamps) {
+  ks_set_progname("reelscan");
+  errobj_t *error = err_create(900, 20010, "%s", {{0, "x"}});
+  EXPECT_EQ(error->code, 25010);
+  EXPECT_EQ(err_create(900, 24010, "x")->code, 24010);
+  EXPECT_EQ(err_create(900, 50000, "x")->code, 50000);
+  EXPECT_EQ(err_create(900, 10016, "x")->code, 15016);
+  EXPECT_EQ(error->process, getpid());
+  EXPECT_EQ(error->program, "reelscan");
+  EXPECT_EQ(error->host, "unknown");
+  msg_set_host("mars.example");
+  EXPECT_EQ(err_create(900, 3000, "x")->host, "mars.example");
+  msg_set_host("unknown");
+  EXPECT_TRUE(err_is(25010, 2, 10) && err_is(20010, 2, 10) && !err_is(25011, 2, 10));
+}
+
+TEST(err, ring_of_32) {
+  errobj_t *first = err_create(1, 3000, "first");
+  const errobj_t kept = *first;
+  for (int i = 0; i < 31; i++) err_create(2, 3000, "x");
+  EXPECT_EQ(first->text, "first");
+  EXPECT_EQ(err_create(3, 3000, "33rd"), first);
+  EXPECT_EQ(first->text, "33rd");
+  // A copy of the object whose slot the copy itself takes.
+  for (int i = 0; i < 31; i++) err_create(2, 3000, "x");
+  EXPECT_EQ(err_dup(first)->text, "33rd");
+  EXPECT_EQ(err_dup(nullptr), nullptr);
+  errobj_t *copy = err_dup(&kept);
+  EXPECT_EQ(copy->text, "first");
+  err_clear(copy);
+  EXPECT_EQ(copy->text, "");
+  EXPECT_EQ(copy->code, 0);
+}
+
+TEST(err, an_error_inside_an_error_outlives_its_slot) {
+  errobj_t *inner = err_create(1, 3000, "inner %s", {{12, "mars"}});
+  for (int i = 0; i < 31; i++) err_create(2, 3000, "x");
+  // This one takes the slot of its own argument.
+  errobj_t *outer = err_create(3, 3000, "outer [%s]", {msg_pair_t(inner)});
+  EXPECT_EQ(outer, inner);
+  for (int i = 0; i < 5; i++) err_create(2, 3000, "x");
+  EXPECT_EQ(outer->text, "outer [inner mars]");
+  EXPECT_EQ(outer->message.args[0].type, MSG_ARG_ENCODED);
+  EXPECT_EQ(outer->message.args[0].text, "1 8 inner %s 1 12 4 mars");
+}
+
+TEST(err, whole_objects_as_text_and_in_replies) {
+  errobj_t error = *err_create(900, 23007, "at %s", {{12, "mars"}});
+  error.time = 1700000000;
+  error.thread = 4000000000u;
+  error.process = 12;
+  error.tag = -3;
+  error.host = "venus";
+  error.program = "my prog";
+  const std::string rest = "1700000000 -294967296 12 -3 venus 7 my prog 900 5 at %s 1 12 4 mars";
+  EXPECT_EQ(err_encode(error), "at mars " + rest);
+  const std::string wire = err_to_wire(error);
+  EXPECT_EQ(wire, std::string("at mars") + '\0' + rest);
+  errobj_t *back = err_from_wire(23007, wire);
+  EXPECT_EQ(err_encode(*back), err_encode(error));
+  EXPECT_EQ(back->thread, 4000000000u);
+  EXPECT_EQ(err_from_wire(0, wire), nullptr);
+  EXPECT_EQ(err_from_wire(20007, wire)->code, 24007);
+  // What does not parse is a plain text, whatever is missing.
+  for (std::size_t size = 7; size < wire.size(); size++) {
+    SCOPED_TRACE(size);
+    back = err_from_wire(23007, std::string_view(wire).substr(0, size));
+    EXPECT_EQ(back->text, "at mars");
+    bool whole = size + std::string(" 1 12 4 mars").size() == wire.size();
+    EXPECT_EQ(back->host, whole ? "venus" : "unknown");
+  }
+}
+
+}  // namespace
+}  // namespace qvr
