@@ -3,6 +3,7 @@
 #include <sys/time.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -50,7 +51,9 @@ std::string debug_time_text() {
 }
 
 void dprintf_level_v(int level, const char *format, std::va_list args) {
+  int kept = errno;  // a line may stand between a failed call and the use of its reason
   write_line(level, debug_format_v(format, args));
+  errno = kept;
 }
 
 void dprintf_level(int level, const char *format, ...) {

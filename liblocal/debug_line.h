@@ -10,7 +10,8 @@ namespace qvr {
 
 // A line without a level and so without the "-D" prefix.
 void dprintf_raw(const char *format, ...) __attribute__((format(printf, 1, 2)));
-void dprintf_level_v(int level, const char *format, std::va_list args);
+void dprintf_level_v(int level, const char *format, std::va_list args)
+    __attribute__((format(printf, 2, 0)));
 // Writes only when the debug level is at least `level`; a line of level 0 begins with
 // "Diagnostic: ".
 void dprintf_file(int level, const char *format, ...) __attribute__((format(printf, 2, 3)));
@@ -18,11 +19,14 @@ void dprintf_file(int level, const char *format, ...) __attribute__((format(prin
 // the variable QVR_STRICT_LEVEL picks one level out.
 void strict_print(int level, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-// The outlet for one level with its test, for code that takes a function.
+// The printing function of one level, for code that takes a function. Does not test the level.
 template <int level>
-void dprintf_at(const char *text) {
+__attribute__((format(printf, 1, 2))) void dprintf_at(const char *format, ...) {
   static_assert(level >= 0 && level <= 13);
-  KS_DEBUG(level, "%s", text);
+  std::va_list args;
+  va_start(args, format);
+  dprintf_level_v(level, format, args);
+  va_end(args);
 }
 
 // Text that is not debug output but goes out without an id: time and program name stand before it.

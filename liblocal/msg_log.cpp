@@ -65,7 +65,8 @@ std::string date_and_time(std::int64_t when) {
   std::array<char, 128> buffer{};
   if (localtime_r(&seconds, &local) == nullptr) return {};
   std::size_t size = std::strftime(buffer.data(), buffer.size(), "%x %X ", &local);
-  return {buffer.data(), size};
+  std::string store;
+  return std::string(text_from_locale({buffer.data(), size}, store));
 }
 
 std::string line_start(const errobj_t &error, bool identity) {

@@ -1,4 +1,5 @@
-#include "err_class.h"
+#include <cerrno>
+
 #include "msg.h"
 #include "msg_console.h"
 #include "msg_process.h"
@@ -34,6 +35,7 @@ void print_fast(std::int32_t id, std::uint32_t flags, std::string_view text) {
 void msg_print(std::int32_t id, std::int32_t code, std::uint32_t flags, const char *format,
                msg_pairs args) {
   if (format == nullptr) return;
+  const int kept_errno = errno;
   constexpr std::int32_t highest_severity = 5;
   if (code <= highest_severity && code >= 0) code *= 1000;
   msg_outlets_t &outlets = msg_outlets();
@@ -48,6 +50,7 @@ void msg_print(std::int32_t id, std::int32_t code, std::uint32_t flags, const ch
     if (fast) print_fast(id, flags, text);
   }
   if (!fast) msg_deliver(err_create(id, code, format, args), flags);
+  errno = kept_errno;
 }
 
 }  // namespace qvr

@@ -1,28 +1,19 @@
-#include <algorithm>
-#include <charconv>
-#include <cstring>
+#include <array>
 #include <vector>
 
-#include "catalogue.h"
 #include "msg.h"
 #include "msg_format.h"
 #include "msg_rings.h"
+#include "msg_translation.h"
 
 namespace qvr {
 
 namespace {
 
-// The format to print with: the catalogue's, unless it asks for more values than there are.
-const char *translated_format(std::int32_t id, const char *locale, const char *format,
-                              std::size_t values) {
-  const char *found = catalogue_find(id, locale, format);
-  return found == format || msg_conversions(found) <= values ? found : format;
-}
-
 std::size_t render_into(char *buffer, std::size_t capacity, const char *locale,
                         const strtxt_t &message, int depth) {
   const char *format =
-      translated_format(message.id, locale, message.format.c_str(), message.args.size());
+      msg_translated_format(message.id, locale, message.format.c_str(), message.args.size());
   if (message.args.empty()) return msg_copy_cut(buffer, capacity, format);
   return msg_format(buffer, capacity, locale, format, {{}, message.args}, depth);
 }
@@ -31,9 +22,8 @@ std::size_t render_into(char *buffer, std::size_t capacity, const char *locale,
 
 std::string msg_render_nested(const char *locale, const strtxt_t &message, int depth) {
   if (depth > MSG_NEST_MAX) return {};
-  std::string text(MSG_LARGE_BYTES, '\0');
-  text.resize(render_into(text.data(), text.size(), locale, message, depth));
-  return text;
+  std::array<char, MSG_LARGE_BYTES> text;
+  return {text.data(), render_into(text.data(), text.size(), locale, message, depth)};
 }
 
 std::string msg_render_encoded(const char *locale, std::string_view encoded, int depth) {
@@ -59,7 +49,7 @@ std::string msg_render_encoded(const char *locale, std::string_view encoded, int
 const char *msg_text(std::int32_t id, const char *locale, const char *format, msg_pairs args) {
   if (format == nullptr) return nullptr;
   char *buffer = msg_large_buffer();
-  const char *found = translated_format(id, locale, format, args.size());
+  const char *found = msg_translated_format(id, locale, format, args.size());
   msg_format(buffer, MSG_LARGE_BYTES, locale, found, {{args.begin(), args.size()}, {}}, 0);
   return buffer;
 }

@@ -106,6 +106,9 @@ TEST_F(debug_output, line_forms) {
   EXPECT_NE(here.find("tests/liblocal/test_debug.cpp, line: "), std::string::npos) << here;
   const char *nothing = getenv("QVR_STRICT_LEVEL");
   EXPECT_EQ(stderr_of([&] { dprintf_level(4, "%s", nothing); }), "reelscan-D4 null");
+  errno = 77;
+  EXPECT_EQ(stderr_of([] { dprintf_at<13>("%c%d\n", 'x', 1); }), "reelscan-D13 x1\n");
+  EXPECT_EQ(errno, 77);
   debug_words.time_stamps = 1;
   EXPECT_THAT(stderr_of([] { dprintf_level(4, "x\n"); }),
               testing::ContainsRegex("^[0-9]{2}/[0-9]{2}/[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}"

@@ -28,6 +28,7 @@ class catalogues : public testing::Test {
         "347 Fehler bei der Anmeldung\n"
         "900 \"Auf %2$s gibt es %1$s nicht: %3$s\\n\"\n"
         "901 innen %s\n902 drei %s %s %s\n903 Ziel %%\n"
+        "904 Zahl %d\n905 50 % davon: %d\n906 nur %s\n"
         "$set 2\n1 zehntausendeins\n"
         "$set 15\n4307 Nur %d Mal -A.\n");
     add("fr_FR.UTF-8", "vaultlin.cat",
@@ -117,6 +118,11 @@ TEST_F(catalogues, translated_formats_reorder_and_nest) {
   EXPECT_STREQ(msg_text(903, "de_DE", "target %%"), "Ziel %");
   EXPECT_STREQ(msg_text(902, "de_DE", "two %s %s", {{0, "a"}, {0, "b"}}), "two a b");
   EXPECT_STREQ(msg_render("de_DE", strtxt_t{902, "none", {}}), "none");
+  // Nor is one that makes a number of a text, or that is no format.
+  EXPECT_STREQ(msg_text(904, "de_DE", "text %s", {{12, "mars"}}), "text mars");
+  EXPECT_STREQ(msg_text(904, "de_DE", "number %lu", {{2, "7"}}), "Zahl 7");
+  EXPECT_STREQ(msg_text(905, "de_DE", "half: %s", {{2, "7"}}), "half: 7");
+  EXPECT_STREQ(msg_text(906, "de_DE", "only %d", {{1, "007"}}), "nur 007");
   EXPECT_STREQ(msg_render("de_DE", strtxt_t{0, "No %s", {{0, "x"}}}), "No x");
 }
 

@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
 
 #include <random>
 #include <string>
@@ -103,6 +105,26 @@ TEST(strtxt, pool_sizes) {
   EXPECT_EQ(strtxt_pool_slots(100), 64u);
   EXPECT_EQ(strtxt_pool_slots(127), 64u);
   EXPECT_EQ(strtxt_pool_slots(128), 128u);
+}
+
+TEST(strtxt, pool_setting_is_told_once) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  struct row {
+    const char *setting, *told;
+  };
+  for (const row &r : {row{"63", "set to 63, leaving poolsize as 32"},
+                       {"100", "set to 100, setting poolsize to 64"},
+                       {"128", "set to 128, setting poolsize to 128"}}) {
+    EXPECT_EXIT(
+        {
+          setenv("MSG_STRUCTURED_TEXT_POOL_SIZE", r.setting, 1);
+          strtxt_create(1, "x");
+          strtxt_create(1, "x");
+          _exit(0);
+        },
+        testing::ExitedWithCode(0),
+        std::string("^[^\n]*Env MSG_STRUCTURED_TEXT_POOL_SIZE ") + r.told + "\n$");
+  }
 }
 
 TEST(strtxt, encodes_and_decodes) {
