@@ -5,7 +5,6 @@
 #include <netdb.h>
 #include <sys/socket.h>
 
-#include <atomic>
 #include <string>
 #include <vector>
 
@@ -40,15 +39,5 @@ void ks_set_resolver(ks_resolver_t *resolver);
 // Whether `name` is a virtual host that is active on this machine: the cluster layer's test.
 // Outside a cluster, and by default, nothing is.
 void ks_set_virtual_host_test(bool (*test)(const char *name));
-
-// The settings that the operator changes while a program runs. Written by a signal handler, read
-// without a lock.
-struct dns_words_t {
-  std::atomic<int> flush{0};           // "FlushDnsCache", one-shot
-  std::atomic<int> print{0};           // "PrintDnsCache", one-shot
-  std::atomic<int> print_inactive{0};  // "PrintInactiveClients", one-shot
-  std::atomic<int> log_threshold{0};   // "LogDnsThreshold": seconds, 0 is off
-};
-extern dns_words_t dns_words;
 
 }  // namespace qvr

@@ -44,7 +44,7 @@ bool ks_parse_address(const char *text, sockaddr_storage &address, socklen_t &le
 // Whether `name` (a name or an address as text; null counts as local) means this host.
 bool ks_is_local_host(const char *name);
 // One of "localhost", "localhost6", "loopback" and so on, "127.0.0.1" or "::1", without regard to
-// case. Looks nothing up.
+// case; null counts as one. Looks nothing up.
 bool ks_is_local_alias(const char *name);
 // 127.0.0.0/8, ::1, mapped 127.0.0.0/8.
 bool ks_is_loopback(const sockaddr *address);
