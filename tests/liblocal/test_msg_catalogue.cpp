@@ -1,8 +1,12 @@
 // Against catalogues that the platform's gencat made.
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <clocale>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -28,7 +32,7 @@ class catalogues : public testing::Test {
         "347 Fehler bei der Anmeldung\n"
         "900 \"Auf %2$s gibt es %1$s nicht: %3$s\\n\"\n"
         "901 innen %s\n902 drei %s %s %s\n903 Ziel %%\n"
-        "904 Zahl %d\n905 50 % davon: %d\n906 nur %s\n"
+        "904 Zahl %d\n905 50 % davon: %d\n906 nur %s\n908 Größe € %s\n"
         "$set 2\n1 zehntausendeins\n"
         "$set 15\n4307 Nur %d Mal -A.\n");
     add("fr_FR.UTF-8", "vaultlin.cat",
@@ -124,6 +128,43 @@ TEST_F(catalogues, translated_formats_reorder_and_nest) {
   EXPECT_STREQ(msg_text(905, "de_DE", "half: %s", {{2, "7"}}), "half: 7");
   EXPECT_STREQ(msg_text(906, "de_DE", "only %d", {{1, "007"}}), "nur 007");
   EXPECT_STREQ(msg_render("de_DE", strtxt_t{0, "No %s", {{0, "x"}}}), "No x");
+}
+
+// The process's own locale, with a code set that is not UTF-8.
+TEST_F(catalogues, print_in_the_code_set_of_the_locale) {
+  const fs::path locales = directory_ / "locales";
+  fs::create_directory(locales);
+  std::string command = "localedef --no-archive -i de_DE -f ISO-8859-1 " +
+                        (locales / "de_DE.ISO8859-1").string() + " 2>&1";
+  std::FILE *compiler = popen(command.c_str(), "r");
+  while (std::fgetc(compiler) != EOF) continue;
+  if (pclose(compiler) != 0) GTEST_SKIP() << "no sources of locales here";
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  std::fflush(stdout);
+  pid_t child = fork();
+  if (child == 0) {
+    setenv("LOCPATH", locales.c_str(), 1);
+    setenv("LC_ALL", "de_DE.ISO8859-1", 1);
+    dup2(ends[1], 1);
+    if (std::setlocale(LC_ALL, "") == nullptr) _exit(2);
+    msg_print(908, 0, MSG_STDOUT, "size %s\n", {{12, "mars"}});
+    msg_print(0, 0, MSG_STDOUT, "%s\n", {{0, catalog_text(908, "x")}});
+    std::fflush(stdout);
+    _exit(0);
+  }
+  close(ends[1]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  char text[256];
+  ssize_t size = read(ends[0], text, sizeof text);
+  close(ends[0]);
+  ASSERT_GT(size, 0);
+  EXPECT_EQ(std::string(text, static_cast<std::size_t>(size)),
+            "Gr\xf6\xdf"
+            "e ? marsGr\xf6\xdf"
+            "e ? %s\n");
 }
 
 TEST_F(catalogues, other_directory_and_file_names) {
