@@ -14,11 +14,15 @@ char place_by_fragment(const clone_t &clone, const frag_t *frag) {
   return frag == clone.frags + clone.nfrags - 1 ? 't' : 'm';
 }
 
+bool same_volume(const frag_t &a, const frag_t &b) {
+  return ksui_cmp(a.volid, b.volid) == 0;
+}
+
 char place_by_volume(const clone_t &clone, const frag_t *frag) {
   const frag_t &first = clone.frags[0], &last = clone.frags[clone.nfrags - 1];
-  if (first.volid == last.volid) return 'c';
-  if (frag != nullptr && frag->volid == first.volid) return 'h';
-  return frag != nullptr && frag->volid == last.volid ? 't' : 'm';
+  if (same_volume(first, last)) return 'c';
+  if (frag != nullptr && same_volume(*frag, first)) return 'h';
+  return frag != nullptr && same_volume(*frag, last) ? 't' : 'm';
 }
 
 char place_letter(const clone_t *clone, const frag_t *frag, frag_place place) {

@@ -229,9 +229,7 @@ constexpr auto rules = std::to_array<cell_rule_t>({
     number(15, SAVE_SET, ss_member<&ss_t::ncopies>),
     number(73, SAVE_SET, [](use u) { return std::uint64_t{valid_copies(*u.row.ss)}; }),
     made(63, SAVE_SET, EMPTY,
-         [](use u, cell_text &out) {
-           out.add(ksui_text(u.row.ss->clientid, ksui_form::short_form));
-         }),
+         [](use u, cell_text &out) { rsc_id_text(0, u.row.ss->clientid, out); }),
     made(49, SAVE_SET, EMPTY, [](use u, cell_text &out) { rsc_attrs_text(u.row.ss->attrs, out); }),
     text(53, SAVE_SET, EMPTY, ss_attr<"group">),
     text(65, SAVE_SET, EMPTY, ss_attr<"annotation">),

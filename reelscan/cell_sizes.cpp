@@ -72,13 +72,14 @@ std::uint64_t frag_last_byte(const ss_t &ss, const clone_t &clone, const frag_t 
 std::uint64_t size_on_volume(const ss_t &ss, const clone_t &clone, const frag_t &frag) {
   std::span<const frag_t> frags = clone.fragments();
   if (frags.empty()) return 0;
-  if (frags.front().volid == frags.back().volid && ss.totalsize != 0) return ss.totalsize;
+  if (ksui_cmp(frags.front().volid, frags.back().volid) == 0 && ss.totalsize != 0)
+    return ss.totalsize;
   std::size_t first = 0;
-  while (first < frags.size() && frags[first].volid != frag.volid) first++;
+  while (first < frags.size() && ksui_cmp(frags[first].volid, frag.volid) != 0) first++;
   if (first == frags.size()) return 0;
   auto offset = static_cast<std::uint64_t>(frags[first].fragoffset);
   for (std::size_t i = first + 1; i < frags.size(); i++) {
-    if (frags[i].volid != frag.volid) {
+    if (ksui_cmp(frags[i].volid, frag.volid) != 0) {
       return static_cast<std::uint64_t>(frags[i].fragoffset) - offset;
     }
   }

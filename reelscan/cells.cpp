@@ -96,7 +96,9 @@ cell_renderer::cell_renderer(const cell_settings_t &settings, client_namer namer
              catalog_text(6094, "strange!")} {}
 
 void rsc_id_text(std::int32_t width, const ksui &id, cell_text &out) {
-  out.add(ksui_text(id, width > LONG_ID ? ksui_form::long_form : ksui_form::short_form));
+  char text[KSUI_LONG_LENGTH + 1];
+  ksui_form form = width > LONG_ID ? ksui_form::long_form : ksui_form::short_form;
+  out.add(std::string_view(text, ksui_to_text(id, form, text)));
 }
 
 void cell_number_text(const report_column_t &column, std::uint64_t value, time_cells &times,
