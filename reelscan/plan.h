@@ -90,9 +90,9 @@ struct plan_t {
   left_out_t left_out;        // those that are not tested again
 
   // Rows (see rows.h).
-  bool per_fragment = false;
-  bool keep_detail = false;
-  bool volumes_needed = true;
+  bool per_fragment = false;   // a volume of a save set may have several rows
+  bool keep_detail = false;    // rows carry their clone and fragment
+  bool volumes_needed = true;  // without it there are no rows: the save sets print by themselves
 };
 
 // Makes the plan. It may change the constraints: an exact save time becomes `nsavetime`, an exact

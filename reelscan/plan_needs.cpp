@@ -70,7 +70,8 @@ needs_t report_needs(const plan_facts_t &facts, const report_columns_t &columns)
 void plan_rows(const plan_facts_t &facts, const query_constraints_t &constraints,
                const report_columns_t &columns, plan_t &plan) {
   const bool volume_column = any_volume_column(columns);
-  plan.per_fragment = !facts.linear && plan.sort_order != ORDER_OF_SAVE_SETS;
+  plan.per_fragment = plan.needs.fragment_rows;
+  if (!facts.linear && plan.sort_order != ORDER_OF_SAVE_SETS) plan.per_fragment = true;
   if (volume_column) plan.per_fragment = false;
   if (facts.media_position_asked) plan.per_fragment = true;
   plan.keep_detail =

@@ -53,13 +53,13 @@ class save_set_rows {
   bool add_clone(const clone_t &clone) {
     for (std::uint32_t i = 0; i < clone.nfrags; i++) {
       const frag_t &frag = clone.frags[i];
-      if (!build_.keep_detail && last_ != nullptr && same_volume(frag.volid, *last_)) continue;
+      if (!build_.plan.keep_detail && last_ != nullptr && same_volume(frag.volid, *last_)) continue;
       const vol_t *vol = volume_of(frag);
       if (vol == nullptr) continue;
       add_row(vol, clone, frag);
       if (build_.vol == nullptr) continue;
       bool next_too = i + 1 < clone.nfrags && same_volume(clone.frags[i + 1].volid, frag.volid);
-      if (!build_.per_fragment || !next_too) return false;
+      if (!build_.plan.per_fragment || !next_too) return false;
     }
     return true;
   }
@@ -71,7 +71,7 @@ class save_set_rows {
 
   void add_row(const vol_t *vol, const clone_t &clone, const frag_t &frag) {
     last_ = &frag.volid;
-    if (build_.keep_detail)
+    if (build_.plan.keep_detail)
       rows_.push_back({vol, ss_, &clone, &frag, number_});
     else
       rows_.push_back({vol, ss_, nullptr, nullptr, number_});

@@ -27,12 +27,9 @@ inline constexpr std::int64_t ROWS_NEEDED = -1;  // nothing can be printed witho
 
 struct row_build_t {
   const plan_t &plan;
-  const report_columns_t &columns;
   const vol_t *vol = nullptr;  // rows of this volume alone
   const chosen_clones_t *clones = nullptr;
   volume_source volumes;  // where the volume of a fragment comes from without one
-  bool per_fragment = false;
-  bool keep_detail = false;
 };
 
 // Appends the rows of the save sets, numbered from `first_number`. With a volume any thread;

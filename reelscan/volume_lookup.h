@@ -1,0 +1,39 @@
+// The volume of a fragment, for rows that are built without one.
+#pragma once
+
+#include <unordered_map>
+
+#include "queries.h"
+
+namespace qvr {
+
+// Volumes by identifier, each asked for once. Main thread; what it gives lives as long as it.
+class volume_lookup {
+ public:
+  // `full`: with the volume's save sets, for a report that counts them. Else the session's cache
+  // serves, which is opened up for the life of this object.
+  explicit volume_lookup(bool full);
+  ~volume_lookup();
+  volume_lookup(const volume_lookup &) = delete;
+  volume_lookup &operator=(const volume_lookup &) = delete;
+
+  // Null when it cannot be had.
+  const vol_t *find(const ksui &volid);
+  // The first of all volumes; null when there is none.
+  const vol_t *first();
+
+ private:
+  struct id_hash {
+    std::size_t operator()(const ksui &id) const {
+      return std::hash<std::string_view>()(
+          {reinterpret_cast<const char *>(id.bytes.data()), id.bytes.size()});
+    }
+  };
+
+  bool full_;
+  std::unordered_map<ksui, vol_list, id_hash> fetched_;
+  bool all_asked_ = false;
+  vol_list all_;
+};
+
+}  // namespace qvr
