@@ -130,19 +130,9 @@ std::uint64_t expiry(use u) {
   return ss.ssretent == 0 ? 0 : static_cast<std::uint64_t>(time_add(ss.ssretent, ss.ssinsert));
 }
 
-bool has_yes(const packed_attrs &attrs, std::string_view name) {
-  packed_attrs::values_t values = packed_attrs::no_values();
-  std::string_view value;
-  if (!attrs.find(name, values)) return false;
-  while (values.next(value)) {
-    if (attr_name_cmp(value, "Yes") == 0) return true;
-  }
-  return false;
-}
-
 std::uint64_t clone_limit(use u) {
   const ss_t &ss = *u.row.ss;
-  if (u.renderer.settings().old_forever && has_yes(ss.attrs, "*QVR_OLD_FOREVER_TIME")) {
+  if (u.renderer.settings().old_forever && ss.attrs.first("*QVR_OLD_FOREVER_TIME") == "Yes") {
     return 0x7fffffff;
   }
   return static_cast<std::uint64_t>(clone_retention_time(ss, u.row.clone));

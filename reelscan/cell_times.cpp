@@ -112,7 +112,10 @@ bool time_cells::quick_long(std::int64_t time, cell_text &out) {
 void time_cells::rsc_long_time(std::int64_t time, cell_text &out) {
   char text[LONG_TEXT];
   if (time <= 0) return out.add(undefined_);
-  if (iso_) return out.add(date_iso_local(time, false, text));
+  if (iso_) {
+    std::string_view date = date_iso_local(time, false, text);
+    return out.add(date.empty() ? catalog_text(431, "-----no time-----") : date);
+  }
   if (is_shown_old_forever(time)) {
     auto seconds = static_cast<std::time_t>(time);
     out.add('(');

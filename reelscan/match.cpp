@@ -59,7 +59,7 @@ query_matcher::query_matcher(const query_constraints_t &constraints,
                              const attrlist &attr_constraints, const match_settings_t &settings)
     : settings_(settings) {
   for (const query_constraint_t &qc : constraints) {
-    ready_.push_back(std::make_unique<ready_constraint_t>(qc, settings.client_alias_match));
+    ready_.push_back(std::make_unique<ready_constraint_t>(qc, settings_));
     const ready_constraint_t &ready = *ready_.back();
     const std::int16_t code = ready.code;
     if (code > 0 && (code % 2 != 0 || code == CODE_TOTAL_MACHINE)) wanted_ = true;

@@ -16,7 +16,8 @@
 namespace qvr {
 
 struct match_settings_t {
-  bool client_alias_match = true;    // false: client names compare by text alone
+  // Whether two names are one client; null: names compare by text alone. Any thread.
+  bool (*same_client)(std::string_view a, std::string_view b) = nullptr;
   bool sort_by_media_place = false;  // the order holds "o"
 };
 

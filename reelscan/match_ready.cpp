@@ -54,10 +54,10 @@ constexpr ready_row_t ready_rows[] = {
 }  // namespace
 
 ready_constraint_t::ready_constraint_t(const query_constraint_t &constraint,
-                                       bool client_alias_match)
+                                       const match_settings_t &settings_)
     : qc(constraint),
       code(constraint.qc_mr->mr_id),
-      alias_match(client_alias_match),
+      settings(settings_),
       ss_test(ss_test_of(code)),
       frag_test(frag_test_of(code)),
       vol_test(vol_test_of(code)),

@@ -57,11 +57,11 @@ struct regex_closer {
 using regex_ptr = std::unique_ptr<regex_t, regex_closer>;
 
 struct ready_constraint_t {
-  explicit ready_constraint_t(const query_constraint_t &constraint, bool client_alias_match);
+  ready_constraint_t(const query_constraint_t &constraint, const match_settings_t &settings);
 
   const query_constraint_t &qc;
   std::int16_t code;
-  bool alias_match;  // a single client name also matches its aliases
+  const match_settings_t &settings;
   ss_test_t ss_test;
   const frag_test_row_t *frag_test;
   vol_test_t vol_test;

@@ -6,7 +6,6 @@
 #include <cctype>
 
 #include "cell_attrs.h"
-#include "client_identity.h"
 #include "clone_attrs.h"
 #include "clone_retention.h"
 #include "dates.h"
@@ -114,9 +113,9 @@ bool client(ready r, subject s) {
     return std::find(r.qc.values.begin(), r.qc.values.end(), name) != r.qc.values.end();
   }
   if (name == first_text(r.qc)) return true;
-  if (!r.alias_match) return false;
+  if (r.settings.same_client == nullptr) return false;
   auto [known, fresh] = s.known_clients->try_emplace(name, false);
-  if (fresh) known->second = same_client(first_text(r.qc), name);
+  if (fresh) known->second = r.settings.same_client(first_text(r.qc), name);
   return known->second;
 }
 
