@@ -39,11 +39,13 @@ bool xdr_get_identities(XDR &xdr, std::vector<auth_identity> &identities);
 class identity_source {
  public:
   virtual ~identity_source() = default;
-  virtual std::uint32_t now() const;
   virtual std::uint32_t effective_uid() const;
   virtual std::uint32_t effective_gid() const;
-  // As getgroups: false with errno set.
+  // As getgroups with room for IDENTITY_GROUPS_MAX, and with room for all: false with errno set.
   virtual bool groups(std::vector<std::uint32_t> &ids) const;
+  virtual bool all_groups(std::vector<std::uint32_t> &ids) const;
+  // The value of an environment variable, or null.
+  virtual const char *environment(const char *name) const;
   virtual std::string user_name(std::uint32_t uid) const;   // empty: no entry
   virtual std::string group_name(std::uint32_t gid) const;  // empty: no entry
   virtual std::string host_name() const;

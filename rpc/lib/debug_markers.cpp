@@ -4,16 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
+#include "install_paths.h"
 
 namespace qvr {
 
 namespace {
-
-std::string from_env(const char *name, const char *otherwise) {
-  const char *value = std::getenv(name);
-  return value != nullptr && *value != '\0' ? value : otherwise;
-}
 
 std::string marker_path(const std::string &directory, std::string_view name) {
   return directory + '/' + std::string(name);
@@ -26,8 +21,8 @@ bool exists(const std::string &path) {
 
 rpc_dirs_t resolve() {
   rpc_dirs_t dirs;
-  dirs.debug = from_env("QVR_DEBUG_DIR", "/qvr/debug");
-  dirs.checksums = from_env("QVR_CHECKSUMS_DIR", "/qvr/checksums");
+  dirs.debug = install_dir(INSTALL_DEBUG);
+  dirs.checksums = install_dir(INSTALL_CHECKSUMS);
   dirs.nodelayeor = exists(marker_path(dirs.debug, "nodelayeor"));
   dirs.cntonly = exists(marker_path(dirs.debug, "cntonly"));
   return dirs;

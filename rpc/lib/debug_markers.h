@@ -8,8 +8,8 @@
 namespace qvr {
 
 struct rpc_dirs_t {
-  std::string debug;      // QVR_DEBUG_DIR, else /qvr/debug
-  std::string checksums;  // QVR_CHECKSUMS_DIR, else /qvr/checksums
+  std::string debug;
+  std::string checksums;
   bool nodelayeor = false;
   bool cntonly = false;
 };

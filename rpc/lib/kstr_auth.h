@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -79,6 +80,19 @@ void kstr_set_thread_user(std::string_view user);
 void kstr_set_thread_token(std::string_view token);
 void kstr_set_thread_ldap(const attrlist &attributes);
 std::string kstr_server();
+// A daemon that holds the auth server itself answers in place of a connection to this host:
+// procedure and, for 124, service and identities, or for 125 the credential, in; the result out.
+using kstr_local_server_t =
+    std::function<errobj_t *(std::uint32_t procedure, const std::string &service,
+                             const std::vector<auth_identity> &identities,
+                             const std::string &credential, kstr_result &result)>;
+void kstr_set_local_server(kstr_local_server_t server);
+
+// The identity part of kstr_auth: this process's and user's own record, with the attributes of
+// `parameters`, and the session ticket or token. An empty `for_server`: none was named.
+auth_identity build_kstrauth_parms(std::string_view service, std::string_view for_server,
+                                   const attrlist &parameters, std::uint32_t application,
+                                   bool overridden, const identity_source *source = nullptr);
 
 // Asks `server` (null data: the one set earlier) for a credential for `service`. `client`: an open
 // handle to the auth server, or null. `application` -1 and -2, and an empty `key`, take the

@@ -62,11 +62,7 @@ bool tcp_keepalive_apply(int socket) {
     int value = settings.*row.member;
     if (ks_setsockopt(socket, IPPROTO_TCP, row.option, &value, sizeof value) != 0) {
       int saved = errno;
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-#pragma GCC diagnostic ignored "-Wformat-security"
       KS_DEBUG(1, row.refused, value, ks_strerror(saved));
-#pragma GCC diagnostic pop
       return false;
     }
   }
