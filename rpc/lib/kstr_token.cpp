@@ -149,7 +149,7 @@ bool kstr_is_daemon(bool daemon_flag) {
          std::find(std::begin(daemons), std::end(daemons), master) != std::end(daemons);
 }
 
-errobj_t *kstr_read_token(const std::string &directory, std::string_view user, std::string &token) {
+bool kstr_read_token(const std::string &directory, std::string_view user, std::string &token) {
   token.clear();
   std::string path = directory + "/.qvrlogin." + std::string(user);
   struct stat info;
