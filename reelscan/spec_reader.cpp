@@ -54,6 +54,13 @@ bool begins_with_word(std::string_view text, std::string_view prefix) {
   return same_word(text.substr(0, prefix.size()), prefix);
 }
 
+bool holds_word(std::string_view text, std::string_view word) {
+  for (std::size_t at = 0; at + word.size() <= text.size(); at++) {
+    if (begins_with_word(text.substr(at), word)) return true;
+  }
+  return false;
+}
+
 bool number_of(std::string_view digits, std::uint64_t most, std::uint64_t &value) {
   const char *end = digits.data() + digits.size();
   auto [at, error] = std::from_chars(digits.data(), end, value);

@@ -54,6 +54,8 @@ std::string_view trim_blanks(std::string_view text);
 bool same_word(std::string_view a, std::string_view b);
 // True when `text` begins with the lower-case `prefix`, in any case.
 bool begins_with_word(std::string_view text, std::string_view prefix);
+// True when the lower-case `word` stands anywhere in the text, in any case.
+bool holds_word(std::string_view text, std::string_view word);
 // Decimal digits as a number of at most `most`; false for other characters, none, or more.
 bool number_of(std::string_view digits, std::uint64_t most, std::uint64_t &value);
 

@@ -1,0 +1,14 @@
+// The command driver: from the command line to one report.
+#pragma once
+
+namespace qvr {
+
+// Runs the command; main thread, once. The exit status: 0 after a report, 1 after the usage text, a
+// refusal or when there is nothing to report, 2 when a server cannot be reached or a client name
+// not be resolved. Standard output may still hold text.
+int run_command(int argc, char **argv);
+
+// Writes out what standard output holds. `status`, or 1 after a message when that fails.
+int finish_output(int status);
+
+}  // namespace qvr
