@@ -1,4 +1,6 @@
 #include <array>
+#include <cstdint>
+#include <cstring>
 
 #include "attrlist.h"
 
@@ -21,8 +23,14 @@ unsigned char folded(char c) {
 }  // namespace
 
 int attr_name_cmp(std::string_view a, std::string_view b) {
-  std::size_t common = a.size() < b.size() ? a.size() : b.size();
-  for (std::size_t i = 0; i < common; i++) {
+  std::size_t common = a.size() < b.size() ? a.size() : b.size(), i = 0;
+  // Names share long beginnings, which need no fold.
+  for (std::uint64_t x, y; common - i >= sizeof x; i += sizeof x) {
+    std::memcpy(&x, a.data() + i, sizeof x);
+    std::memcpy(&y, b.data() + i, sizeof y);
+    if (x != y) break;
+  }
+  for (; i < common; i++) {
     if (a[i] == b[i]) continue;
     int difference = folded(a[i]) - folded(b[i]);
     if (difference != 0) return difference;

@@ -15,12 +15,19 @@ namespace {
 
 constexpr std::size_t NO_LIMIT = static_cast<std::size_t>(INT_MAX);
 
-// What the first walk learns: the class of each position and the highest position.
+// What the first walk learns: the class of each position, the highest position, and the first
+// conversions as they were read, which spares the second walk to read them again.
 struct scan_t {
-  std::array<std::uint8_t, FMT_POSITIONS> classes{};
+  static constexpr std::size_t KEPT = 8;
+
+  std::array<std::uint8_t, FMT_POSITIONS> classes;  // up to `count`
   int count = 0;
+  std::array<fmt_conv_t, KEPT> kept;
+  std::size_t conversions = 0;
 
   void note(int position, fmt_class cls) {
+    int top = std::min(position, static_cast<int>(FMT_POSITIONS) - 1);
+    while (count < top) classes[static_cast<std::size_t>(++count)] = FMT_UNKNOWN;
     count = std::max(count, position);
     if (position < static_cast<int>(FMT_POSITIONS)) {
       classes[static_cast<std::size_t>(position)] = cls;
@@ -41,7 +48,9 @@ void scan_format(std::string_view format, scan_t &scan) {
   int position = 1;
   std::size_t at = 0;
   while ((at = next_conversion(format, at)) != std::string_view::npos) {
-    fmt_conv_t conv;
+    fmt_conv_t spare;
+    fmt_conv_t &conv = scan.conversions < scan_t::KEPT ? scan.kept[scan.conversions] : spare;
+    scan.conversions++;
     at = fmt_read_conv(format, at, position, conv);
     if (conv.width_pos > 0) scan.note(conv.width_pos, FMT_INT);
     if (conv.precision_pos > 0) scan.note(conv.precision_pos, FMT_INT);
@@ -161,9 +170,8 @@ class printer {
   outcome print(fmt_conv_t &conv) {
     take_star(conv.width_pos, conv.width);
     take_star(conv.precision_pos, conv.precision);
-    negative_width_ = conv.width < 0 && conv.width != FMT_ABSENT;
-    if (negative_width_) {
-      conv.left = true;
+    if (conv.width < 0 && conv.width != FMT_ABSENT) {
+      conv.flags |= FMT_LEFT;
       conv.width = -conv.width;
     }
     clamp(conv.width);
@@ -252,7 +260,7 @@ class printer {
     std::size_t cells = i18n_strwidth(text), width = static_cast<std::size_t>(conv.width);
     std::size_t pad = width > cells ? width - cells : 0;
     if (!out_.reserve(text.size() + pad)) return false;
-    if (conv.left) return out_.add(text) && out_.fill(' ', pad);
+    if ((conv.flags & FMT_LEFT) != 0) return out_.add(text) && out_.fill(' ', pad);
     return out_.fill(' ', pad) && out_.add(text);
   }
 
@@ -262,7 +270,8 @@ class printer {
         return platform(conv, slot.i);
       case FMT_INT:
         if (conv.letter == 'c') {
-          return conv.plain_flags && !conv.zero ? character(conv, slot.i) : platform(conv, slot.i);
+          return conv.flags == 0 || conv.flags == FMT_LEFT ? character(conv, slot.i)
+                                                           : platform(conv, slot.i);
         }
         return integer(conv, slot.i, static_cast<unsigned>(slot.i));
       case FMT_UINT:
@@ -285,7 +294,7 @@ class printer {
   bool character(const fmt_conv_t &conv, int value) {
     char c = static_cast<char>(value);
     std::size_t pad = conv.width > 1 ? static_cast<std::size_t>(conv.width) - 1 : 0;
-    if (conv.left) return out_.add(&c, 1) && out_.fill(' ', pad);
+    if ((conv.flags & FMT_LEFT) != 0) return out_.add(&c, 1) && out_.fill(' ', pad);
     return out_.fill(' ', pad) && out_.add(&c, 1);
   }
 
@@ -298,7 +307,7 @@ class printer {
       as_signed = one_byte ? static_cast<signed char>(as_signed) : static_cast<short>(as_signed);
       as_unsigned &= one_byte ? 0xFFu : 0xFFFFu;
     }
-    if (conv.precision >= 0 || !conv.plain_flags) {
+    if (conv.precision >= 0 || (conv.flags & ~(FMT_LEFT | FMT_ZERO)) != 0) {
       return is_signed ? platform_wide(conv, as_signed) : platform_wide(conv, as_unsigned);
     }
     char digits[32];
@@ -320,13 +329,13 @@ class printer {
     auto length = static_cast<std::size_t>(end - at);
     std::size_t width = conv.width < 0 ? 0 : static_cast<std::size_t>(conv.width);
     std::size_t pad = width > length + negative ? width - length - negative : 0;
-    if (conv.zero && !conv.left) {
+    if (conv.flags == FMT_ZERO) {
       return (!negative || out_.add("-", 1)) && out_.fill('0', pad) && out_.add(at, length);
     }
     if (negative) *--at = '-';
     length += negative;
     if (pad == 0) return out_.add(at, length);
-    if (conv.left) return out_.add(at, length) && out_.fill(' ', pad);
+    if ((conv.flags & FMT_LEFT) != 0) return out_.add(at, length) && out_.fill(' ', pad);
     return out_.fill(' ', pad) && out_.add(at, length);
   }
 
@@ -354,10 +363,10 @@ class printer {
       while (count > 0) put(digits[--count]);
     };
     put('%');
-    std::memcpy(spec_.data() + at, conv.flags.data(), conv.flag_count);
-    at += conv.flag_count;
+    for (std::size_t bit = 0; bit < FMT_FLAG_CHARS.size(); bit++) {
+      if ((conv.flags >> bit & 1) != 0) put(FMT_FLAG_CHARS[bit]);
+    }
     if (conv.width >= 0) {
-      if (negative_width_) put('-');
       put_number(conv.width);
     }
     if (conv.precision >= 0) {
@@ -372,8 +381,7 @@ class printer {
   result_t &out_;
   const scan_t &scan_;
   const fmt_slot_t *slots_;
-  bool negative_width_ = false;
-  std::array<char, FMT_SPEC_SIZE + 32> spec_;
+  std::array<char, 48> spec_;  // flags, two numbers, modifier, letter
 };
 
 // Plain text up to the next conversion, with "%%" as one '%'.
@@ -385,15 +393,21 @@ bool add_plain(std::string_view text, result_t &out) {
   return out.add(text);
 }
 
-outcome print_all(std::string_view format, result_t &out, printer &print) {
+outcome print_all(std::string_view format, const scan_t &scan, result_t &out, printer &print) {
   int position = 1;
   std::size_t at = 0;
-  for (;;) {
+  for (std::size_t index = 0;; index++) {
     std::size_t next = next_conversion(format, at);
     if (!add_plain(format.substr(at, next - at), out)) return outcome::full;
     if (next == std::string_view::npos) return outcome::goes_on;
     fmt_conv_t conv;
-    at = fmt_read_conv(format, next, position, conv);
+    if (index < scan_t::KEPT) {
+      conv = scan.kept[index];
+      at = next + conv.text.size();
+      position = conv.next_pos;
+    } else {
+      at = fmt_read_conv(format, next, position, conv);
+    }
     outcome state = print.print(conv);
     if (state != outcome::goes_on) return state;
   }
@@ -435,7 +449,7 @@ std::size_t i18n_vsnprintf(char *buffer, std::size_t capacity, std::unique_ptr<c
   }
   result_t out(buffer, std::min(capacity, NO_LIMIT), allocated, grows);
   printer print(out, scan, slots.data());
-  if (print_all(format, out, print) == outcome::failed) return fail();
+  if (print_all(format, scan, out, print) == outcome::failed) return fail();
   return out.finish();
 }
 

@@ -30,13 +30,17 @@ bool is_letter(char c) {
 class reader {
  public:
   reader(std::string_view format, std::size_t at, int &position, fmt_conv_t &conv)
-      : format_(format), at_(at + 1), position_(position), conv_(conv) {}
+      : format_(format), at_(at + 1), position_(position), conv_(conv) {
+    conv_ = fmt_conv_t{};
+    conv_.width = conv_.precision = FMT_ABSENT;
+  }
 
   std::size_t read() {
     std::size_t start = at_ - 1;
     while (at_ < format_.size() && !is_letter(format_[at_])) sign(format_[at_++]);
     if (at_ < format_.size()) letter();
     conv_.text = format_.substr(start, at_ - start);
+    conv_.next_pos = position_;
     return at_;
   }
 
@@ -66,15 +70,9 @@ class reader {
   }
 
   void flag(char c) {
-    if (c == '-') {
-      conv_.left = true;
-    } else if (c == '0') {
-      conv_.zero = true;
-    } else {
-      conv_.plain_flags = false;
-      conv_.known_flags = conv_.known_flags && (c == '+' || c == ' ' || c == '#' || c == '\'');
-    }
-    if (conv_.flag_count < conv_.flags.size()) conv_.flags[conv_.flag_count] = c;
+    std::size_t bit = FMT_FLAG_CHARS.find(c);
+    bool known = bit != std::string_view::npos;
+    conv_.flags |= known ? static_cast<std::uint8_t>(1 << bit) : std::uint8_t{FMT_FOREIGN};
     conv_.flag_count++;
   }
 
@@ -151,7 +149,7 @@ std::size_t fmt_read_conv(std::string_view format, std::size_t at, int &position
 }
 
 bool fmt_conv_is_safe(const fmt_conv_t &conv) {
-  if (!conv.known_flags) return false;
+  if ((conv.flags & FMT_FOREIGN) != 0) return false;
   auto one_of = [&](std::string_view letters) {
     return conv.letter != 0 && letters.find(conv.letter) != std::string_view::npos;
   };

@@ -15,22 +15,31 @@ inline constexpr int FMT_ABSENT = INT_MIN;  // a width or precision that is not 
 
 enum fmt_modifier : std::uint8_t { FMT_NONE, FMT_H, FMT_HH, FMT_L, FMT_LL, FMT_BIG_L };
 
+enum fmt_flag : std::uint8_t {
+  FMT_LEFT = 1,        // -
+  FMT_ZERO = 2,        // 0
+  FMT_PLUS = 4,        // +
+  FMT_BLANK = 8,       // a blank
+  FMT_ALTERNATE = 16,  // #
+  FMT_GROUPED = 32,    // '
+  FMT_FOREIGN = 64,    // one that the platform does not know
+};
+inline constexpr std::string_view FMT_FLAG_CHARS = "-0+ #'";  // in the order of the bits
+
+// Trivial, so that room for many costs nothing until they are read.
 struct fmt_conv_t {
-  std::string_view text;  // from the '%' to behind the letter
-  char letter = 0;        // 0: the format ended in front of a letter
-  fmt_class cls = FMT_UNKNOWN;
-  fmt_modifier modifier = FMT_NONE;
-  int value_pos = 0;           // positions count from 1
-  int width = FMT_ABSENT;      // negative: to the left
-  int precision = FMT_ABSENT;  // negative: as if absent
-  int width_pos = 0;           // 0: `width` is the value; else it is the int at that position
-  int precision_pos = 0;
-  bool left = false;
-  bool zero = false;
-  bool plain_flags = true;  // no flag beside - and 0
-  bool known_flags = true;  // none that the platform does not know
-  std::size_t flag_count = 0;
-  std::array<char, FMT_SPEC_SIZE> flags;  // as they came; those beyond the room are only counted
+  std::string_view text;   // from the '%' to behind the letter
+  std::size_t flag_count;  // as they came, with repetitions and those that nobody knows
+  int value_pos;           // positions count from 1
+  int width;               // negative: to the left
+  int precision;           // negative: as if absent
+  int width_pos;           // 0: `width` is the value; else it is the int at that position
+  int precision_pos;
+  int next_pos;  // position of a conversion behind this one that has no number
+  char letter;   // 0: the format ended in front of a letter
+  fmt_class cls;
+  fmt_modifier modifier;
+  std::uint8_t flags;  // fmt_flag bits
 };
 
 // Reads the conversion that starts at format[at], a '%' that no '%' follows. `position` is the next

@@ -12,12 +12,14 @@ namespace qvr {
 
 namespace {
 
-constexpr std::string_view blanks = " \t\n\v\f\r";
+bool is_blank(char c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
 
 std::string_view trimmed(std::string_view text) {
-  std::size_t start = text.find_first_not_of(blanks);
-  if (start == std::string_view::npos) return text.substr(text.size());
-  return text.substr(start, text.find_last_not_of(blanks) - start + 1);
+  while (!text.empty() && is_blank(text.front())) text.remove_prefix(1);
+  while (!text.empty() && is_blank(text.back())) text.remove_suffix(1);
+  return text;
 }
 
 void value_lost() {
@@ -113,12 +115,6 @@ void rptout_flush(rptout_t &out) {
   if (out.row.empty()) return;
   text_to_file(out.stream, out.row);
   out.row.clear();
-}
-
-std::string_view rptout_message_part(std::string_view text, std::size_t limit) {
-  if (text.size() <= limit) return text;
-  while (limit > 0 && (static_cast<unsigned char>(text[limit]) & 0xC0) == 0x80) limit--;
-  return text.substr(0, limit);
 }
 
 }  // namespace qvr

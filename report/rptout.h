@@ -85,6 +85,11 @@ const rptout_events_t &rptout_events(rpt_form form);
 
 // A message's printed text is cut here, at the border of a character.
 inline constexpr std::size_t RPT_MESSAGE_MAX = 18431;
-std::string_view rptout_message_part(std::string_view text, std::size_t limit = RPT_MESSAGE_MAX);
+inline std::string_view rptout_message_part(std::string_view text,
+                                            std::size_t limit = RPT_MESSAGE_MAX) {
+  if (text.size() <= limit) return text;
+  while (limit > 0 && (static_cast<unsigned char>(text[limit]) & 0xC0) == 0x80) limit--;
+  return text.substr(0, limit);
+}
 
 }  // namespace qvr

@@ -69,13 +69,16 @@ std::vector<const mr_t *> fields_by_name(field_table table) {
 }  // namespace
 
 bool xml_escape_value(std::string_view value, std::string &out) {
-  constexpr std::string_view special = "\"&'<>";
   bool any = false;
-  for (std::size_t at; (at = value.find_first_of(special)) != std::string_view::npos;) {
-    out.append(value.substr(0, at)).append(escape_of(value[at]));
-    value.remove_prefix(at + 1);
+  std::size_t plain = 0;  // where the text that needs no escape begins
+  for (std::size_t at = 0; at < value.size(); at++) {
+    char c = value[at];
+    if (c > '>' || (c != '"' && c != '&' && c != '\'' && c != '<' && c != '>')) continue;
+    out.append(value.substr(plain, at - plain)).append(escape_of(c));
+    plain = at + 1;
     any = true;
   }
+  value.remove_prefix(plain);
   out.append(value);
   return any;
 }
