@@ -75,10 +75,10 @@ class mmdb_test : public lab_test {
   };
   template <class Record>
   static std::unique_ptr<list_answer> ask(raw_client &client, std::uint32_t procedure,
-                                     const std::string &arguments,
-                                     std::vector<Record> list_answer::*list,
-                                     bool (*get)(XDR &, arena &, Record &),
-                                     bool optional_record = true) {
+                                          const std::string &arguments,
+                                          std::vector<Record> list_answer::*list,
+                                          bool (*get)(XDR &, arena &, Record &),
+                                          bool optional_record = true) {
     auto result = std::make_unique<list_answer>();
     raw_reply reply = client.call(procedure, arguments);
     EXPECT_TRUE(reply.arrived && reply.accept == 0 && !reply.denied);
@@ -97,11 +97,11 @@ class mmdb_test : public lab_test {
     return result;
   }
   static std::unique_ptr<list_answer> savesets(raw_client &client, std::uint32_t procedure,
-                                          const std::string &arguments) {
+                                               const std::string &arguments) {
     return ask(client, procedure, arguments, &list_answer::savesets, xdr_get_ss);
   }
   static std::unique_ptr<list_answer> volumes(raw_client &client, std::uint32_t procedure,
-                                         const std::string &arguments) {
+                                              const std::string &arguments) {
     return ask(client, procedure, arguments, &list_answer::volumes, xdr_get_vol);
   }
 

@@ -223,8 +223,8 @@ TEST_F(mmdb_savesets, clients_names_and_their_ids) {
   EXPECT_EQ(names, sql("SELECT name FROM client ORDER BY rowid"));
   EXPECT_EQ(ids, sql("SELECT clientid FROM client ORDER BY rowid"));
   names.clear();
-  for (const ss_t &ss : savesets(client, 58, raw_out().text("mars").text("").bytes)->savesets)
-    names.emplace_back(ss.name);
+  auto mars = savesets(client, 58, raw_out().text("mars").text("").bytes);
+  for (const ss_t &ss : mars->savesets) names.emplace_back(ss.name);
   std::sort(names.begin(), names.end());
   EXPECT_EQ(names, sql("SELECT DISTINCT name FROM saveset WHERE client = 'mars' ORDER BY 1"));
 
