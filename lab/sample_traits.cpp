@@ -42,6 +42,10 @@ void suspect(draft_t &draft, sample_site &site, sample_random &random) {
   draft.record.ssflags |= SS_SUSPECT;
 }
 
+void in_transit(draft_t &draft, sample_site &, sample_random &) {
+  set_ss_and_clones(draft, SS_TRANSIT);
+}
+
 void expired(draft_t &draft, sample_site &, sample_random &) {
   draft.record.ssbrowse = SAMPLE_DAY / 2;
   draft.record.ssretent = SAMPLE_DAY / 2;
@@ -211,7 +215,7 @@ const std::vector<sample_trait> SAMPLE_TRAITS = {
     {67, 24, flag_ss<SS_LETTER_O>},
     {71, 25, flag_ss<SS_LETTER_M>},
     {73, 26, flag_ss<SS_ROLLEDIN>},
-    {79, 27, flag_first_clone<SS_TRANSIT>},
+    {79, 27, in_transit},
     {45, 28, expired},
     {15, 9, suspect},
     {49, 30, deviceless},

@@ -23,6 +23,14 @@ extern char **environ;
 
 namespace qvr::test {
 
+// A program of this build: it lies beside the test that runs.
+inline std::string built_program(const std::string &name) {
+  char path[4096];
+  ssize_t size = readlink("/proc/self/exe", path, sizeof path);
+  std::string self(path, static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+  return self.substr(0, self.rfind('/') + 1) + name;
+}
+
 struct command_result {
   int status = -1;  // exit status; 128 + signal when a signal ended it; -1 when it did not start
   bool timed_out = false;
