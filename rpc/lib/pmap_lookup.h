@@ -7,6 +7,9 @@
 #include <string>
 #include <string_view>
 
+#include "pmap_cache.h"
+#include "rpc_names.h"
+
 namespace qvr {
 
 enum pmap_flag : unsigned {
@@ -20,12 +23,12 @@ enum pmap_flag : unsigned {
 std::uint16_t pmap_getport_qvr(const sockaddr_storage &address, std::uint32_t program,
                                std::uint32_t version, int protocol, unsigned flags,
                                int wait_seconds = 0);
-// Empties the calling thread's cache and the global one: a daemon that restarted has a new port.
-void pmap_cache_clear();
+// What is asked when the operating system's port mapper knows no port; null takes it away.
+using pmap_system_hook = std::uint16_t (*)(std::uint32_t program, std::uint32_t version,
+                                           int protocol);
+void pmap_set_system_hook(pmap_system_hook hook);
+
 // What the failure messages call the service behind a port of a host; `text` stays as it is when
 // the port mapper lists the port under no known name.
 void pmap_service_name(std::string_view host, std::uint16_t port, std::string &text);
-// The name of a program in the RPC name table, or null.
-const char *rpc_program_name(std::uint32_t program);
-
 }  // namespace qvr
