@@ -55,7 +55,7 @@ class query_matcher {
     chosen_clones_t *clones = nullptr;  // receives what a workflow chose
     bool *late_test = nullptr;          // set when each row must be tested by fragment_matches
     const left_out_t *left_out = nullptr;
-    volume_source volumes;  // of the calling thread
+    volume_source volumes = nullptr;  // of the calling thread
   };
   // Removes the save sets that fail and returns how many remain. A tested name loses its trailing
   // white space for good.

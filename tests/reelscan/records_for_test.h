@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "columns.h"
 #include "constraint.h"
 #include "field_catalogue.h"
 #include "records.h"
