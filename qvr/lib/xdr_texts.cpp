@@ -134,8 +134,9 @@ bool xdr_get_packed(XDR &xdr, arena &page, packed_attrs &attrs) {
   bool good = true;
   if (const std::uint8_t *end = scan_series(window.data(), window.data() + window.size(), good)) {
     auto size = static_cast<std::size_t>(end - window.data());
-    attrs = packed_attrs(keep(page, xdr.inline_get(size), size));
-    return true;
+    auto *to = static_cast<char *>(page.take(size, 1));
+    attrs = packed_attrs(std::string_view(to, size));
+    return xdr.get_bytes(to, size);
   }
   if (!good) return false;
   series_gatherer series(xdr);
