@@ -9,6 +9,7 @@
 #include "mif_env.h"
 #include "mif_state.h"
 #include "mmdb_procs.h"
+#include "queries.h"
 #include "sample_records.h"
 #include "session.h"
 
@@ -65,7 +66,8 @@ class fake_client final : public CLIENT {
   std::chrono::microseconds timeout_{0};
 };
 
-// What came in: "connect HOST", "NUMBER args" with the arguments as their row shows them, "sleep N".
+// What came in: "connect HOST", "NUMBER args" with the arguments as their row shows them, "sleep
+// N".
 class fake_server final : public mif_env_t {
  public:
   fake_server() {
@@ -108,7 +110,9 @@ class fake_server final : public mif_env_t {
 
   // Answers a procedure other than the null one; the default knows none.
   std::function<fake_answer(std::uint32_t procedure, const std::string &args)> answer =
-      [](std::uint32_t, const std::string &) { return fake_answer{RPC_PROCUNAVAIL, {}}; };
+      [](std::uint32_t, const std::string &) {
+        return fake_answer{RPC_PROCUNAVAIL, {}};
+      };
   std::deque<clnt_stat> pings;  // what the next pings meet; then success
   struct refusal_t {
     errobj_t error;

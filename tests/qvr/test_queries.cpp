@@ -48,7 +48,8 @@ TEST(queries, long_lists_go_in_pieces) {
     std::size_t count;
     std::size_t calls;
   } rows[] = {
-      {__LINE__, 1, 1}, {__LINE__, 500, 1}, {__LINE__, 501, 2}, {__LINE__, 1001, 3}, {__LINE__, 0, 0},
+      {__LINE__, 1, 1},    {__LINE__, 500, 1}, {__LINE__, 501, 2},
+      {__LINE__, 1001, 3}, {__LINE__, 0, 0},
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(row.line);
@@ -292,7 +293,8 @@ struct clients_t {
       return {RPC_SUCCESS, error_bytes(85002, "damaged")};
     }
     if (asked.client == "mars")
-      return {RPC_SUCCESS, ss_bytes({sample_ss("mars", "/", 1, 11), sample_ss("mars", "/", 2, 12)})};
+      return {RPC_SUCCESS,
+              ss_bytes({sample_ss("mars", "/", 1, 11), sample_ss("mars", "/", 2, 12)})};
     if (asked.client == "venus") return {RPC_SUCCESS, ss_bytes({sample_ss("venus", "/", 1, 31)})};
     return {RPC_SUCCESS, ss_bytes({})};
   }
@@ -316,10 +318,10 @@ TEST(fan_out, only_with_all_and_nothing_else) {
     int line;
     ss_query_t query;
   } rows[] = {
-      {__LINE__, {.all = true, .time = 5}},
-      {__LINE__, {.all = true, .client = "mars"}},
-      {__LINE__, {.all = true, .name = "/"}},
-      {__LINE__, {.all = false}},
+      {__LINE__, {true, {}, {}, {}, 5, 0, false}},
+      {__LINE__, {true, "mars", {}, {}, 0, 0, false}},
+      {__LINE__, {true, {}, "/", {}, 0, 0, false}},
+      {__LINE__, {false, {}, {}, {}, 0, 0, false}},
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(row.line);
@@ -337,7 +339,9 @@ TEST(fan_out, a_client_that_fails_ends_it) {
       SCOPED_TRACE(failing);
       fake_server server;
       server.answer = clients_t{failing, lost};
-      EXPECT_TRUE(get_ss_query({.all = true}).empty());
+      ss_query_t all;
+      all.all = true;
+      EXPECT_TRUE(get_ss_query(all).empty());
       EXPECT_EQ(err_number(last_code()), lost ? RPC_CANTRECV : 2);
       EXPECT_EQ(server.calls(MMDB_GET_CLIENTS), lost ? 2u : 1u);
     }
@@ -429,9 +433,9 @@ TEST(volume_cache, keeps_ten_by_default) {
 // The order of the chain: a new record leads, a used one moves one step up, the last one goes.
 TEST(volume_cache, order) {
   volume_server volumes;
-  volumes.fetch(1, 10);  // 10 9 8 7 6 5 4 3 2 1
-  volumes.fetch(1, 1);   // 10 9 8 7 6 5 4 3 1 2
-  volumes.fetch(11, 11); // 11 10 9 8 7 6 5 4 3 1
+  volumes.fetch(1, 10);                // 10 9 8 7 6 5 4 3 2 1
+  volumes.fetch(1, 1);                 // 10 9 8 7 6 5 4 3 1 2
+  volumes.fetch(11, 11);               // 11 10 9 8 7 6 5 4 3 1
   EXPECT_EQ(volumes.fetch(1, 1), 0u);  // ... 1 3
   volumes.fetch(12, 12);               // 3 went
   EXPECT_EQ(volumes.fetch(1, 1), 0u);

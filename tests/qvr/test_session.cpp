@@ -104,8 +104,8 @@ TEST(session, unknown_host_is_told_by_name) {
     ASSERT_NE(error, nullptr);
     EXPECT_EQ(error->code, 25013);
     EXPECT_EQ(error->message.id, 87927);
-    EXPECT_EQ(error->text, "Media database server host `" + std::string(*name ? name : "?") +
-                               "' is unknown.\n");
+    EXPECT_EQ(error->text,
+              "Media database server host `" + std::string(*name ? name : "?") + "' is unknown.\n");
   }
 }
 
@@ -176,11 +176,7 @@ TEST(session, one_shot_retry) {
       {__LINE__, {{RPC_SUCCESS, error_bytes(85004, "gone")}}, false, 4, 1},
       {__LINE__, {{RPC_SUCCESS, ss_bytes({})}}, false, 0, 1},
       // An error that only looks like one of the transport asks for a new connection too.
-      {__LINE__,
-       {{RPC_SUCCESS, error_bytes(25005, "timed out")}, {RPC_SUCCESS, good}},
-       true,
-       0,
-       1},
+      {__LINE__, {{RPC_SUCCESS, error_bytes(25005, "timed out")}, {RPC_SUCCESS, good}}, true, 0, 1},
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(row.line);
@@ -209,9 +205,9 @@ TEST(session, timed_retry) {
     bool ends;
     int yes;  // how often the answer is yes
   } rows[] = {
-      {__LINE__, &lost, 0, false, 0},  {__LINE__, &lost, 60, true, 0},
-      {__LINE__, &gone, 60, false, 0}, {__LINE__, nullptr, 60, false, 0},
-      {__LINE__, &lost, 1, false, 1},  {__LINE__, &lost, 5, false, 2},
+      {__LINE__, &lost, 0, false, 0},   {__LINE__, &lost, 60, true, 0},
+      {__LINE__, &gone, 60, false, 0},  {__LINE__, nullptr, 60, false, 0},
+      {__LINE__, &lost, 1, false, 1},   {__LINE__, &lost, 5, false, 2},
       {__LINE__, &lost, 60, false, 13},
   };
   for (const auto &row : rows) {
