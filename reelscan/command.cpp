@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "app_identity.h"
 #include "atexit_list.h"
 #include "attr_spec.h"
 #include "canonical_host.h"
@@ -22,6 +23,7 @@
 #include "hosts.h"
 #include "inventory.h"
 #include "ks_wrappers.h"
+#include "kstr_auth.h"
 #include "msg.h"
 #include "options.h"
 #include "out_of_memory.h"
@@ -293,6 +295,7 @@ std::string start_runtime(int argc, char **argv) {
   ks_runtime_start();
   std::string program = program_of(argc > 0 ? argv[0] : nullptr);
   ks_set_progname(program);
+  kstr_set_application(REELSCAN_APPLICATION, REELSCAN_PROCESS_KEY);
   return program;
 }
 
