@@ -1,0 +1,332 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <fstream>
+#include <thread>
+
+#include "clnt_error.h"
+#include "debug_markers.h"
+#include "fake_resolver.h"
+#include "pmap_cache.h"
+#include "pmap_lookup.h"
+#include "pmap_ports.h"
+#include "pmap_server.h"
+
+namespace qvr {
+namespace {
+
+using test::caught_messages;
+using test::fake_now;
+using test::fake_resolver;
+using test::pmap_server;
+using testing::HasSubstr;
+
+constexpr std::uint32_t EXECD = 390113, MMD = 390104;  // cacheable, and not
+
+class pmap_test : public testing::Test {
+ protected:
+  pmap_test() {
+    pmap_cache_forget();
+    pmap_ports_set(PMAP_NO_PORT, product.port());
+  }
+  ~pmap_test() override {
+    unsetenv(PMAP_VARIABLE);
+    pmap_cache_forget();
+    pmap_ports_reset();
+    pmap_set_system_hook(nullptr);
+  }
+
+  std::uint16_t look_up(std::uint32_t program, int protocol = IPPROTO_TCP,
+                        unsigned flags = PMAP_PRODUCT, std::uint32_t version = 1) {
+    return pmap_getport_qvr(here, program, version, protocol, flags);
+  }
+
+  fake_resolver world;
+  pmap_server product{{{EXECD, 1, 6, 7937}, {EXECD, 1, 17, 7936}, {MMD, 1, 6, 8000}}};
+  pmap_server system{{{MMD, 2, 6, 8100}, {EXECD, 1, 6, 8101}}};
+  sockaddr_storage here = fake_resolver::address("127.0.0.1");
+};
+
+TEST_F(pmap_test, which_port_mapper_answers) {
+  struct row_t {
+    int line;
+    std::uint32_t program, version;
+    int protocol;
+    unsigned flags;
+    std::uint16_t port;
+    clnt_stat status;
+    int product_calls, system_calls;  // of two equal look-ups
+  } rows[] = {
+      {__LINE__, EXECD, 1, IPPROTO_TCP, PMAP_PRODUCT, 7937, RPC_SUCCESS, 1, 0},
+      {__LINE__, EXECD, 1, IPPROTO_UDP, PMAP_PRODUCT, 7936, RPC_SUCCESS, 2, 0},
+      {__LINE__, EXECD, 2, IPPROTO_TCP, PMAP_PRODUCT, 0, RPC_PROGNOTREGISTERED, 2, 0},
+      {__LINE__, MMD, 1, IPPROTO_TCP, PMAP_PRODUCT, 8000, RPC_SUCCESS, 2, 0},
+      {__LINE__, MMD, 2, IPPROTO_TCP, PMAP_PRODUCT | PMAP_SYSTEM, 8100, RPC_SUCCESS, 2, 2},
+      {__LINE__, MMD, 1, IPPROTO_TCP, PMAP_PRODUCT | PMAP_SYSTEM, 8000, RPC_SUCCESS, 2, 0},
+      {__LINE__, EXECD, 1, IPPROTO_TCP, PMAP_SYSTEM, 8101, RPC_SUCCESS, 0, 2},
+      {__LINE__, EXECD, 1, IPPROTO_TCP, 0, 0, RPC_SUCCESS, 0, 0},
+  };
+  for (const row_t &row : rows) {
+    SCOPED_TRACE(row.line);
+    pmap_cache_forget();
+    pmap_ports_set(system.port(), product.port());
+    int product_calls = product.calls(), system_calls = system.calls();
+    for (int i = 0; i < 2; i++) {
+      clnt_create_err() = {};
+      EXPECT_EQ(row.port, look_up(row.program, row.protocol, row.flags, row.version));
+      if (row.port == 0) {
+        EXPECT_EQ(row.status, clnt_create_err().status);
+      }
+    }
+    EXPECT_EQ(row.product_calls, product.calls() - product_calls);
+    EXPECT_EQ(row.system_calls, system.calls() - system_calls);
+  }
+}
+
+TEST_F(pmap_test, failures_stand_in_the_create_error) {
+  caught_messages caught;
+  product.set_mood(pmap_server::mood::closes);
+  EXPECT_EQ(0, look_up(EXECD));
+  EXPECT_EQ(RPC_PMAPFAILURE, clnt_create_err().status);
+  EXPECT_EQ(RPC_CANTRECV, clnt_create_err().error.status);
+  product.set_mood(pmap_server::mood::rejects);
+  EXPECT_EQ(0, look_up(EXECD));
+  EXPECT_EQ(RPC_PMAPFAILURE, clnt_create_err().status);
+  EXPECT_EQ(RPC_PROCUNAVAIL, clnt_create_err().error.status);
+  product.set_mood(pmap_server::mood::answers);
+  // Nobody is told above debug level 1.
+  EXPECT_EQ("", caught.text());
+  debug_set_level(1);
+  EXPECT_EQ(0, look_up(EXECD, IPPROTO_TCP, PMAP_PRODUCT, 9));
+  EXPECT_THAT(caught.text(), HasSubstr("RPC service 390113 (vers 9, progname qvrexecd) not "
+                                       "registered on 127.0.0.1\n"));
+}
+
+TEST_F(pmap_test, a_hook_is_asked_last_of_the_system) {
+  pmap_ports_set(system.port(), product.port());
+  pmap_set_system_hook([](std::uint32_t program, std::uint32_t version, int protocol) {
+    return static_cast<std::uint16_t>(program - 390000 + version * 1000 +
+                                      static_cast<std::uint32_t>(protocol));
+  });
+  EXPECT_EQ(104 + 9000 + 6, look_up(MMD, IPPROTO_TCP, PMAP_SYSTEM, 9));
+  EXPECT_EQ(0, look_up(MMD, IPPROTO_TCP, PMAP_PRODUCT, 9));
+  EXPECT_EQ(8100, look_up(MMD, IPPROTO_TCP, PMAP_SYSTEM, 2));
+}
+
+TEST_F(pmap_test, caches_age_and_are_cleared) {
+  EXPECT_EQ(7937, look_up(EXECD));
+  product.set_rows({{EXECD, 1, 6, 9999}});
+  fake_now += 1799;
+  EXPECT_EQ(7937, look_up(EXECD));
+  caught_messages caught;
+  debug_set_level(7);
+  fake_now += 1;
+  EXPECT_EQ(9999, look_up(EXECD));
+  EXPECT_THAT(caught.text(), HasSubstr("Current global pmap cache before resetting.\n"));
+  debug_set_level(0);
+  product.set_rows({{EXECD, 1, 6, 5555}});
+  EXPECT_EQ(9999, look_up(EXECD));
+  pmap_cache_clear();
+  EXPECT_EQ(5555, look_up(EXECD));
+  EXPECT_EQ((pmap_entry_t{EXECD, 1, 6, 5555}), pmap_last_seen(EXECD));
+  // Another thread has the process's list, and with that off only its own.
+  product.set_rows({{EXECD, 1, 6, 4444}});
+  std::thread([&] { EXPECT_EQ(5555, look_up(EXECD)); }).join();
+  pmap_cache_set_global(false);
+  std::thread([&] { EXPECT_EQ(4444, look_up(EXECD)); }).join();
+  EXPECT_EQ(5555, look_up(EXECD));
+  pmap_cache_disable();
+  EXPECT_EQ(4444, look_up(EXECD));
+  product.set_rows({{EXECD, 1, 6, 3333}});
+  EXPECT_EQ(3333, look_up(EXECD));
+}
+
+TEST_F(pmap_test, another_host_neither_reads_nor_writes_the_caches) {
+  // An address of this machine's loopback device that this layer takes for another host's.
+  sockaddr_storage there = fake_resolver::address("::1");
+  ASSERT_TRUE(ks_is_loopback(reinterpret_cast<sockaddr *>(&there)));
+  there = fake_resolver::address("192.0.2.1");
+  pmap_cache_add({EXECD, 1, 6, 7777});
+  EXPECT_EQ(7777, look_up(EXECD));
+  // With nobody to ask, what the cache holds is better than nothing.
+  EXPECT_EQ(7777, pmap_getport_qvr(there, EXECD, 1, IPPROTO_TCP, 0));
+}
+
+TEST_F(pmap_test, the_environment_of_a_child) {
+  struct row_t {
+    int line;
+    const char *text;
+    std::size_t groups;
+  } rows[] = {
+      {__LINE__, "", 0},
+      {__LINE__, "{390113,1,6,7937}", 1},
+      {__LINE__, "{390113,1,6,7937}{390107,5,6,8001}", 2},
+      {__LINE__, "{390113,1,6,7937}{390107,5,6}{390103,2,6,9}", 1},
+      {__LINE__, "{390113,1,6,7937} {390107,5,6,8001}", 1},
+      {__LINE__, "{390113,1,6,65536}", 0},
+      {__LINE__, "{390113,1,6,-1}", 0},
+      {__LINE__, "{390113,1,6,7937", 0},
+      {__LINE__, "{99999999999999999999,1,6,1}", 0},
+      {__LINE__, "390113,1,6,7937}", 0},
+  };
+  for (const row_t &row : rows) {
+    SCOPED_TRACE(row.line);
+    std::vector<pmap_entry_t> parsed = pmap_parse(row.text);
+    EXPECT_EQ(row.groups, parsed.size());
+    EXPECT_EQ(parsed, pmap_parse(pmap_format(parsed)));
+  }
+  // Only TCP ports of cacheable programs are believed.
+  setenv(PMAP_VARIABLE, "{390113,1,6,1234}{390104,1,6,1235}{390107,1,17,1236}", 1);
+  pmap_cache_forget();
+  EXPECT_EQ(1234, look_up(EXECD));
+  EXPECT_EQ(8000, look_up(MMD));
+  EXPECT_EQ(0, pmap_cache_find(390107, 1, 17));
+  // And back: the newest first.
+  pmap_cache_add({390107, 5, 6, 8001}, true);
+  EXPECT_STREQ("{390107,5,6,8001}{390113,1,6,1234}", getenv(PMAP_VARIABLE));
+  std::vector<pmap_entry_t> many(1000, {EXECD, 1, 6, 7937});
+  EXPECT_LE(pmap_format(many).size(), PMAP_TEXT_MAX);
+  EXPECT_GT(pmap_format(many).size(), PMAP_TEXT_MAX - 50);
+}
+
+TEST_F(pmap_test, ports_of_the_two_port_mappers) {
+  struct row_t {
+    int line;
+    std::map<std::string, unsigned> services;
+    unsigned system, product;
+  } rows[] = {
+      {__LINE__, {}, 65535, 7938},
+      {__LINE__, {{"sunrpc", 111}}, 111, 7938},
+      {__LINE__, {{"sunrpc", 111}, {"qvrrpc", 9000}}, 65535, 9000},
+  };
+  for (const row_t &row : rows) {
+    SCOPED_TRACE(row.line);
+    world.services = row.services;
+    ks_set_resolver(&world);
+    pmap_ports_reset();
+    std::uint16_t system_port, product_port;
+    pmap_ports(&system_port, &product_port);
+    EXPECT_EQ(row.system, system_port);
+    EXPECT_EQ(row.product, product_port);
+    pmap_ports(nullptr, nullptr);
+  }
+}
+
+TEST_F(pmap_test, a_marker_file_turns_the_process_list_off) {
+  char directory[] = "/tmp/pmap-marker-XXXXXX";
+  ASSERT_NE(nullptr, mkdtemp(directory));
+  std::string marker = std::string(directory) + "/qvrportcachedisable";
+  std::ofstream(marker) << "";
+  setenv("QVR_DEBUG_DIR", directory, 1);
+  rpc_dirs_reset();
+  pmap_cache_forget();
+  std::thread([&] { look_up(EXECD); }).join();
+  int calls = product.calls();
+  std::thread([&] { look_up(EXECD); }).join();
+  EXPECT_EQ(calls + 1, product.calls());
+  unsetenv("QVR_DEBUG_DIR");
+  rpc_dirs_reset();
+  unlink(marker.c_str());
+  rmdir(directory);
+}
+
+TEST_F(pmap_test, names_of_the_services_behind_ports) {
+  world.hosts["vault"] = {"", {"127.0.0.1"}, 0};
+  world.hosts["silent"] = {"", {"127.0.0.1"}, 0};
+  product.set_rows({{EXECD, 1, 6, 7937},
+                    {MMD, 1, 6, 8000},
+                    {390107, 1, 6, 8000},
+                    {EXECD, 1, 6, 8001},
+                    {87654321, 1, 6, 8001}});
+  struct row_t {
+    int line;
+    const char *host;
+    std::uint16_t port;
+    const char *name;
+    const char *said;
+  } rows[] = {
+      {__LINE__, "vault", product.port(), "portmapper", ""},
+      {__LINE__, "", 7937, "client services", ""},
+      {__LINE__, "vault", 7937, "qvrexecd", ""},
+      {__LINE__, "vault", 8000, "qvrmmdbd", ""},  // the last entry of the port
+      {__LINE__, "vault", 8001, "before", ""},    // a program without a name
+      {__LINE__, "vault", 1, "before", ""},
+      {__LINE__, "nowhere", 7937, "before",
+       "Unable to retrieve the DNS information for host 'nowhere': "},
+  };
+  caught_messages caught;
+  for (const row_t &row : rows) {
+    SCOPED_TRACE(row.line);
+    std::string text = "before";
+    pmap_service_name(row.host, row.port, text);
+    EXPECT_EQ(row.name, text);
+    EXPECT_THAT(caught.text(), HasSubstr(row.said));
+  }
+  std::string text = "before";
+  product.set_mood(pmap_server::mood::closes);
+  pmap_service_name("vault", 7937, text);
+  EXPECT_THAT(caught.text(), HasSubstr("Unable to access the QVR port mapper: "));
+  EXPECT_EQ("before", text);
+  product.set_mood(pmap_server::mood::answers);
+  product.set_rows({});
+  pmap_service_name("vault", 7937, text);
+  EXPECT_EQ("No remote programs are registered.\n", caught.text());
+  EXPECT_EQ("client services", text);
+  {
+    pmap_server gone({});
+    pmap_ports_set(PMAP_NO_PORT, gone.port());
+  }
+  text = "before";
+  pmap_service_name("vault", 7937, text);
+  EXPECT_THAT(caught.text(), HasSubstr("Unable to access the QVR port mapper on host 'vault': "));
+  EXPECT_EQ("before", text);
+}
+
+TEST_F(pmap_test, a_chain_of_entries_ends) {
+  struct row_t {
+    int line;
+    std::vector<std::uint32_t> words;
+    bool good;
+    int entries;
+  } rows[] = {
+      {__LINE__, {0}, true, 0},
+      {__LINE__, {1, 2, 3, 4, 5, 0}, true, 1},
+      {__LINE__, {1, 2, 3, 4, 5}, false, 1},
+      {__LINE__, {1, 2, 3}, false, 0},
+      {__LINE__, std::vector<std::uint32_t>(5 * 70000, 1), false, 65536},
+  };
+  for (const row_t &row : rows) {
+    SCOPED_TRACE(row.line);
+    xdr_memory_writer out;
+    for (std::uint32_t word : row.words) out.put_u32(word);
+    xdr_memory_reader in(out.bytes());
+    int entries = 0;
+    EXPECT_EQ(row.good, xdr_get_pmap_list(in, [&](const pmap_entry_t &) { entries++; }));
+    EXPECT_EQ(row.entries, entries);
+  }
+}
+
+TEST(rpc_names, built_in_rows_come_first) {
+  struct row_t {
+    int line;
+    const char *name;
+    std::uint32_t program;
+    const char *name_back;
+  } rows[] = {
+      {__LINE__, "qvrd", 390103, "qvrd"},
+      {__LINE__, "QVRexec", 390113, "qvrexecd"},
+      {__LINE__, "qvrportmapper", 100000, "qvrportmapper"},
+      {__LINE__, "auth_proxyd", 390460, "auth_proxyd"},
+  };
+  for (const row_t &row : rows) {
+    SCOPED_TRACE(row.line);
+    EXPECT_EQ(row.program, rpc_program_number(row.name));
+    EXPECT_STREQ(row.name_back, rpc_program_name(row.program));
+  }
+  EXPECT_EQ(nullptr, rpc_program_name(3999999));
+  EXPECT_EQ(0u, rpc_program_number("no-such-program"));
+}
+
+}  // namespace
+}  // namespace qvr
