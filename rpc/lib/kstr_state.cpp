@@ -10,9 +10,14 @@ namespace qvr {
 
 namespace {
 
+// Sessions that end with the process still ask it for the time.
+const kstr_clock &real_clock() {
+  static immortal<kstr_clock> real;
+  return *real;
+}
+
 const kstr_clock *&clock_in_use() {
-  static const kstr_clock real;
-  static const kstr_clock *clock = &real;
+  static const kstr_clock *clock = &real_clock();
   return clock;
 }
 
@@ -38,8 +43,7 @@ std::int64_t kstr_clock::now() const {
 }
 
 void set_kstr_clock(const kstr_clock *clock) {
-  static const kstr_clock real;
-  clock_in_use() = clock != nullptr ? clock : &real;
+  clock_in_use() = clock != nullptr ? clock : &real_clock();
 }
 
 const kstr_clock &get_kstr_clock() {
