@@ -174,9 +174,9 @@ class printer {
       conv.flags |= FMT_LEFT;
       conv.width = -conv.width;
     }
+    if (!spec_fits(conv)) return outcome::failed;
     clamp(conv.width);
     clamp(conv.precision);
-    if (!spec_fits(conv)) return outcome::failed;
     const fmt_slot_t *slot = value_of(conv);
     if (slot == nullptr || !fmt_conv_is_safe(conv)) return state(out_.add(conv.text));
     if (conv.cls == FMT_TEXT) return state(text(conv, slot->s));
@@ -225,7 +225,7 @@ class printer {
       return false;
     }
     if (conv.precision >= 0) length += 1 + digits(conv.precision);
-    if (length + 3 > FMT_SPEC_SIZE - 1) {
+    if (length + 3 > FMT_SPEC_SIZE - 1) {  // with modifier and letter
       KS_DEBUG(6, "i18n_vsnprintf: Truncation detected during parameter precision formatting\n");
       return false;
     }

@@ -256,6 +256,41 @@ TEST(format, limits) {
   EXPECT_EQ(text, nullptr);
 }
 
+TEST(format, tells_what_went_wrong) {
+  const std::string flags(250, '+');
+  struct {
+    int line;
+    int level;
+    std::string format;
+    const char *told;
+  } rows[] = {
+      {__LINE__, 6, "%256$d", "Too many arguments. maxpos(256) must be less than 256.\n"},
+      {__LINE__, 6, "a text of more than twenty bytes", "i18n_vsnprintf: Truncation detected\n"},
+      {__LINE__, 6, "%d", "i18n_vsnprintf: Truncation detected\n"},
+      {__LINE__, 6, "%" + flags + "12345d",
+       "i18n_vsnprintf: Truncation detected during parameter width formatting\n"},
+      {__LINE__, 6, "%" + flags + "123.456d",
+       "i18n_vsnprintf: Truncation detected during parameter precision formatting\n"},
+      {__LINE__, 2, "%m", "Failed to identify '%m' string formatting symbol\n"},
+      {__LINE__, 1, "%m", ""},
+      {__LINE__, 5, "%d", ""},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.line);
+    char buffer[20];
+    debug_set_level(row.level);
+    testing::internal::CaptureStderr();
+    engine(buffer, sizeof buffer, row.format.c_str(), 5);
+    std::string told = testing::internal::GetCapturedStderr();
+    debug_set_level(0);
+    if (*row.told == '\0') {
+      EXPECT_EQ(told, "");
+    } else {
+      EXPECT_TRUE(told.ends_with(row.told)) << told;
+    }
+  }
+}
+
 // A source whose values are texts, as those of messages are: it is asked in the order of positions,
 // each with the class of its conversion.
 struct recording_cursor_t : fmt_cursor_t {
