@@ -1,0 +1,514 @@
+// The TCP handle against servers that answer well, badly, late or not at all.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <netinet/tcp.h>
+
+#include <cerrno>
+
+#include "clnt_create.h"
+#include "clnt_error.h"
+#include "clnt_tcp.h"
+#include "debug_words.h"
+#include "script_server.h"
+
+namespace qvr {
+namespace {
+
+using namespace std::chrono_literals;
+
+std::unique_ptr<CLIENT> connect_to(const script_server &server, unsigned flags = CLNT_QUIET) {
+  int socket = -1;
+  return clnt_tcp_create(server.address, 390107, 6, socket, 0, 0, flags);
+}
+
+// What the server sends for a call; it then closes when `then_close`.
+script_server::handler sends(std::function<std::string(const served_call &)> bytes,
+                             bool then_close = false) {
+  return [=](served_connection &to, const served_call &call) {
+    to.send(bytes(call));
+    to.closing = then_close;
+  };
+}
+
+clnt_stat call_for_word(CLIENT &client, std::uint32_t &result,
+                        std::chrono::microseconds timeout = 5s) {
+  return client.call(
+      57, [](XDR &xdr) { return xdr.put_u32(0x01020304); },
+      [&](XDR &xdr) { return xdr.get_u32(result); }, timeout);
+}
+
+TEST(client_tcp, a_call_on_the_wire) {
+  script_server server(
+      sends([](const served_call &call) { return record(reply_head(call.xid) + word(42)); }));
+  auto client = connect_to(server);
+  ASSERT_TRUE(client) << clnt_create_error_text();
+  std::uint32_t result = 0;
+  EXPECT_FALSE(client->reply_seen());
+  for (int i = 0; i < 3; i++) ASSERT_EQ(call_for_word(*client, result), RPC_SUCCESS);
+  EXPECT_EQ(result, 42u);
+  EXPECT_TRUE(client->reply_seen());
+  auto calls = server.calls();
+  ASSERT_EQ(calls.size(), 3u);
+  EXPECT_EQ(calls[0].program, 390107u);
+  EXPECT_EQ(calls[0].version, 6u);
+  EXPECT_EQ(calls[0].procedure, 57u);
+  EXPECT_EQ(calls[0].flavor, AUTH_NONE);
+  EXPECT_EQ(calls[0].arguments, word(0x01020304));
+  EXPECT_EQ(calls[1].xid, calls[0].xid - 1);
+  EXPECT_EQ(server.connections, 1);
+}
+
+// Each answer of the published protocol ends in its status.
+TEST(client_tcp, replies) {
+  struct row {
+    int line;
+    std::string behind_xid;
+    clnt_stat status;
+    std::string text;
+  };
+  const std::string accepted = word(1) + word(0) + word(0) + word(0);
+  const row rows[] = {
+      {__LINE__, accepted + word(0) + word(42), RPC_SUCCESS, "Success"},
+      {__LINE__, accepted + word(0), RPC_CANTDECODERES, "Can't decode result"},
+      {__LINE__, accepted + word(1), RPC_PROGUNAVAIL, "Program unavailable"},
+      {__LINE__, accepted + word(2) + word(5) + word(6), RPC_PROGVERSMISMATCH,
+       "RPC program or version mismatch; low version = 5, high version = 6"},
+      {__LINE__, accepted + word(3), RPC_PROCUNAVAIL, "RPC server is unavailable"},
+      {__LINE__, accepted + word(4), RPC_CANTDECODEARGS, "Server can't decode arguments"},
+      {__LINE__, accepted + word(5), RPC_SYSTEMERROR, "Remote system error; errno = Success"},
+      {__LINE__, accepted + word(9), RPC_FAILED, "Failed (unspecified error)"},
+      {__LINE__, word(1) + word(1) + word(0) + word(2) + word(2), RPC_VERSMISMATCH,
+       "Incompatible versions of RPC; low version = 2, high version = 2"},
+      {__LINE__, word(1) + word(1) + word(1) + word(5), RPC_AUTHERROR,
+       "Authentication error; why = Client credential too weak"},
+      {__LINE__, word(1) + word(1) + word(1) + word(14), RPC_AUTHERROR,
+       "Authentication error; why = GSS-API context problem"},
+      {__LINE__, word(1) + word(1) + word(1) + word(8), RPC_AUTHERROR,
+       "Authentication error; why = Failed (unspecified error)"},
+      {__LINE__, word(1) + word(1) + word(7), RPC_FAILED, "Failed (unspecified error)"},
+      // A verifier above the published 400 bytes is taken.
+      {__LINE__,
+       word(1) + word(0) + word(30013) + counted(word(0) + counted(payload_of(2000))) + word(0) +
+           word(42),
+       RPC_SUCCESS, "Success"},
+  };
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    script_server server(
+        sends([&](const served_call &call) { return record(word(call.xid) + r.behind_xid); }));
+    auto client = connect_to(server);
+    ASSERT_TRUE(client);
+    std::uint32_t result = 0;
+    EXPECT_EQ(call_for_word(*client, result), r.status);
+    EXPECT_EQ(clnt_error_text(*client), r.text);
+    EXPECT_EQ(clnt_error(*client) == nullptr, r.status == RPC_SUCCESS);
+    EXPECT_EQ(client->reply_seen(), r.status == RPC_SUCCESS);
+  }
+}
+
+// The server closes after every byte count of its reply: in time, and never as a success.
+TEST(client_tcp, cut_replies) {
+  std::string whole = record(reply_head(0) + counted(payload_of(40)) + word(7), 24);
+  for (std::size_t cut = 0; cut < whole.size(); cut++) {
+    SCOPED_TRACE(cut);
+    script_server server(sends(
+        [&](const served_call &call) {
+          return record(reply_head(call.xid) + counted(payload_of(40)) + word(7), 24)
+              .substr(0, cut);
+        },
+        true));
+    auto client = connect_to(server);
+    ASSERT_TRUE(client);
+    std::string text;
+    std::uint32_t last;
+    auto decode = [&](XDR &xdr) { return xdr.get_counted(text) && xdr.get_u32(last); };
+    ASSERT_EQ(client->call(57, {}, decode, 5s), RPC_CANTRECV);
+    EXPECT_EQ(client->last_error().error, ECONNRESET);
+    std::string shown = clnt_error_text(*client, "mmdb");
+    EXPECT_EQ(shown.find("mmdb: RPC receive operation failed; peer = 127.0.0.1:"), 0u) << shown;
+    EXPECT_NE(shown.find(", errno = Connection reset by peer"), std::string::npos) << shown;
+  }
+}
+
+// What is no part of the awaited reply does not hold the call beyond its time.
+TEST(client_tcp, silence_and_noise) {
+  struct row {
+    int line;
+    std::function<std::string(const served_call &)> noise;  // repeated until the test is over
+  };
+  const row rows[] = {
+      {__LINE__, [](const served_call &) { return std::string(); }},
+      {__LINE__, [](const served_call &call) { return record(reply_head(call.xid + 1)); }},
+      {__LINE__, [](const served_call &) { return word(0); }},
+      {__LINE__, [](const served_call &) { return word(0x80000000); }},
+      {__LINE__, [](const served_call &call) { return record(word(call.xid) + word(3)); }},
+      {__LINE__, [](const served_call &call) { return record(reply_head(call.xid)).substr(0, 4); }},
+      // The reply begins, and then only empty fragments come.
+      {__LINE__,
+       [first = true](const served_call &call) mutable {
+         std::string bytes = first ? word(24) + reply_head(call.xid) : word(0);
+         first = false;
+         return bytes;
+       }},
+  };
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    script_server server([&](served_connection &to, const served_call &call) {
+      auto noise = r.noise;
+      auto end = std::chrono::steady_clock::now() + 10s;
+      while (!to.stopped() && std::chrono::steady_clock::now() < end) {
+        std::string bytes = noise(call);
+        for (int i = 0; i < 6; i++) bytes += bytes.size() < 100 ? noise(call) : "";
+        to.send(bytes);
+        to.stall(2ms);
+        if (bytes.size() > 4 && to.stopped()) break;
+      }
+      to.closing = true;
+    });
+    auto client = connect_to(server);
+    ASSERT_TRUE(client);
+    std::uint32_t result;
+    auto before = std::chrono::steady_clock::now();
+    clnt_stat status = call_for_word(*client, result, 150ms);
+    auto took = std::chrono::steady_clock::now() - before;
+    EXPECT_TRUE(status == RPC_TIMEDOUT || status == RPC_CANTRECV) << status;
+    EXPECT_GE(took, status == RPC_TIMEDOUT ? 140ms : 0ms);
+    EXPECT_LT(took, 3s);
+    client.reset();
+  }
+}
+
+// Bytes of the right reply are progress, however slowly they come.
+TEST(client_tcp, a_slow_reply_is_waited_for) {
+  script_server server([](served_connection &to, const served_call &call) {
+    std::string whole = record(reply_head(call.xid) + word(42), 4);
+    for (std::size_t at = 0; at < whole.size(); at += 8) {
+      to.send(std::string_view(whole).substr(at, 8));
+      to.stall(60ms);
+    }
+  });
+  auto client = connect_to(server);
+  ASSERT_TRUE(client);
+  std::uint32_t result = 0;
+  EXPECT_EQ(call_for_word(*client, result, 200ms), RPC_SUCCESS);
+  EXPECT_EQ(result, 42u);
+}
+
+TEST(client_tcp, foreign_and_broken_records_are_passed_over) {
+  script_server server(sends([](const served_call &call) {
+    return record(reply_head(call.xid + 1) + word(1)) + record(word(call.xid) + word(9)) +
+           record("") + record(word(call.xid)) + record(reply_head(call.xid) + word(42) + word(9));
+  }));
+  auto client = connect_to(server);
+  ASSERT_TRUE(client);
+  std::uint32_t result = 0;
+  // What stands behind the results of one reply is gone with the next call.
+  for (int i = 0; i < 2; i++) {
+    ASSERT_EQ(call_for_word(*client, result), RPC_SUCCESS);
+    EXPECT_EQ(result, 42u);
+  }
+}
+
+TEST(client_tcp, an_over_long_fragment_closes_the_connection) {
+  script_server server(sends([](const served_call &) { return word(0x80000000 + 104857601); }));
+  auto client = connect_to(server);
+  ASSERT_TRUE(client);
+  std::uint32_t result = 0;
+  debug_set_level(-1);
+  EXPECT_EQ(call_for_word(*client, result), RPC_CANTRECV);
+  debug_set_level(0);
+  EXPECT_EQ(client->last_error().error, EFBIG);
+  EXPECT_EQ(client->socket(), -1);
+  EXPECT_EQ(call_for_word(*client, result), RPC_CANTSEND);
+}
+
+TEST(client_tcp, a_length_that_is_only_claimed_takes_no_memory) {
+  script_server server(sends(
+      [](const served_call &call) {
+        return word(0x80000000 + 104857600) + reply_head(call.xid) + word(0x7ffffff0) + "abcd";
+      },
+      true));
+  auto client = connect_to(server);
+  ASSERT_TRUE(client);
+  std::string text;
+  EXPECT_EQ(client->call(
+                1, {}, [&](XDR &xdr) { return xdr.get_counted(text); }, 5s),
+            RPC_CANTRECV);
+  EXPECT_LE(text.capacity(), 200000u);
+}
+
+TEST(client_tcp, calls_that_only_send) {
+  script_server server([](served_connection &, const served_call &) {});
+  auto client = connect_to(server);
+  ASSERT_TRUE(client);
+  EXPECT_EQ(client->call(1, {}, {}, 0us), RPC_SUCCESS);
+  std::uint32_t result;
+  EXPECT_EQ(call_for_word(*client, result, 0us), RPC_TIMEDOUT);
+  // Both went out with the second call's flush.
+  for (int i = 0; i < 200 && server.calls().size() < 2; i++) std::this_thread::sleep_for(10ms);
+  EXPECT_EQ(server.calls().size(), 2u);
+}
+
+TEST(client_tcp, failures_while_encoding) {
+  script_server server([](served_connection &, const served_call &) {});
+  auto client = connect_to(server);
+  ASSERT_TRUE(client);
+  auto refuse = [](XDR &) { return false; };
+  EXPECT_EQ(client->call(1, refuse, {}, 1s), RPC_CANTENCODEARGS);
+  auto more_exact = [&](XDR &) {
+    client->set_error(RPC_CANCELLED, 0);
+    return false;
+  };
+  EXPECT_EQ(client->call(1, more_exact, {}, 1s), RPC_CANCELLED);
+  client->auth.reset();
+  EXPECT_EQ(client->call(1, {}, {}, 1s), RPC_AUTHERROR);
+  EXPECT_EQ(client->last_error().why, AUTH_FAILED);
+}
+
+TEST(client_tcp, the_cancel_callback_ends_a_wait) {
+  struct seen_t {
+    int asked = 0, over = 0, cancel_after = 3;
+  } seen;
+  auto ask = [](const std::chrono::microseconds *elapsed, void *to) {
+    auto &s = *static_cast<seen_t *>(to);
+    if (elapsed == nullptr) {
+      s.over++;
+      return false;
+    }
+    return ++s.asked > s.cancel_after;
+  };
+  for (bool forever : {false, true}) {
+    script_server server([](served_connection &to, const served_call &) { to.stall(5s); });
+    auto client = connect_to(server);
+    ASSERT_TRUE(client);
+    seen = {};
+    if (forever) {
+      client->set_no_timeout();
+    } else {
+      client->set_timeout(5s);
+    }
+    ASSERT_TRUE(client->set_poll(10ms, {ask, &seen}));
+    std::uint32_t result;
+    auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(call_for_word(*client, result), RPC_CANCELLED);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 2s);
+    EXPECT_EQ(seen.asked, 4);
+    EXPECT_EQ(seen.over, 2) << "once after the write, once after the read";
+  }
+}
+
+TEST(client_tcp, an_interrupted_process_does_not_wait) {
+  script_server server([](served_connection &to, const served_call &) { to.stall(5s); });
+  auto client = connect_to(server);
+  ASSERT_TRUE(client);
+  debug_words.interrupted = 1;
+  std::uint32_t result;
+  clnt_stat status = call_for_word(*client, result, 5s);
+  debug_words.interrupted = 0;
+  EXPECT_TRUE(status == RPC_CANTSEND || status == RPC_FAILED);
+}
+
+// A peer that talks before it listens is drained of one word, so that both can go on.
+TEST(client_tcp, peeking_while_a_write_is_blocked) {
+  script_server server([](served_connection &to, const served_call &call) {
+    to.send(record(reply_head(call.xid) + word(42)));
+  });
+  auto client = connect_to(server);
+  ASSERT_TRUE(client);
+  int on = 1;
+  ASSERT_TRUE(client->control(CLSET_PEEK_ON_WRITE, &on));
+  std::string large = payload_of(16 << 20);
+  std::uint32_t result = 0;
+  EXPECT_EQ(client->call(
+                1, [&](XDR &xdr) { return xdr.put_bytes(large.data(), large.size()); },
+                [&](XDR &xdr) { return xdr.get_u32(result); }, 10s),
+            RPC_SUCCESS);
+  EXPECT_EQ(result, 42u);
+  ASSERT_EQ(server.calls().size(), 1u);
+  EXPECT_EQ(server.calls()[0].arguments, large);
+}
+
+TEST(client_tcp, controls) {
+  script_server server([](served_connection &, const served_call &) {});
+  auto client = connect_to(server);
+  ASSERT_TRUE(client);
+  std::chrono::microseconds time{1500000};
+  int number = -1;
+  std::uint32_t word_value = 0;
+  clnt_poll_t poll;
+  EXPECT_TRUE(client->control(CLGET_WAIT_MODE, &number));
+  EXPECT_EQ(number, CLNT_WAIT_NONE);
+  EXPECT_TRUE(client->control(CLSET_TIMEOUT, &time));
+  EXPECT_TRUE(client->control(CLGET_POLL, &poll));
+  EXPECT_EQ(poll.interval, time);
+  EXPECT_TRUE(client->control(CLSET_TIMEOUT, nullptr));
+  EXPECT_TRUE(client->control(CLGET_TIMEOUT, &time));
+  EXPECT_EQ(time, 86400s);
+  EXPECT_TRUE(client->control(CLGET_WAIT_MODE, &number));
+  EXPECT_EQ(number, CLNT_WAIT_FOREVER);
+  number = 7;
+  EXPECT_FALSE(client->control(CLSET_WAIT_MODE, &number));
+  EXPECT_TRUE(client->control(CLGET_PROG, &word_value));
+  EXPECT_EQ(word_value, 390107u);
+  word_value = 15;
+  EXPECT_TRUE(client->control(CLSET_AUTH_MASK, &word_value));
+  EXPECT_EQ(client->auth_mask(), 15u);
+  number = 1;
+  EXPECT_FALSE(client->control(CLSET_CLEAR_REPLY, &number)) << "the channel is plain";
+  EXPECT_TRUE(client->control(CLSET_ENCRYPTED, nullptr));
+  EXPECT_TRUE(client->control(CLSET_CLEAR_REPLY, &number));
+  EXPECT_TRUE(client->control(CLGET_ENCRYPTED, &number));
+  EXPECT_EQ(number, 1);
+  number = 50000;
+  EXPECT_TRUE(client->control(CLSET_RCVBUF, &number));
+  EXPECT_TRUE(client->control(CLGET_RCVBUF, &number));
+  EXPECT_GE(number, 50000);
+  sockaddr_storage peer;
+  EXPECT_TRUE(client->control(CLGET_SERVER_ADDR, &peer));
+  EXPECT_EQ(std::memcmp(&peer, &server.address, sizeof(sockaddr_in)), 0);
+  XDR *stream = nullptr;
+  EXPECT_TRUE(client->control(CLGET_XDRS, &stream));
+  EXPECT_EQ(stream, client->stream());
+  for (unsigned unknown : {0u, 4u, 5u, 7u, 10u, 40u, 68u, 70u}) {
+    EXPECT_FALSE(client->control(unknown, &number)) << unknown;
+  }
+  EXPECT_FALSE(client->control(CLGET_TIMEOUT, nullptr));
+}
+
+TEST(client_tcp, keep_alive) {
+  script_server server([](served_connection &, const served_call &) {});
+  struct row {
+    int line;
+    const char *variable, *value;
+    bool good;
+    int option, set;
+  };
+  const row rows[] = {
+      {__LINE__, "VL_TCP_KEEPIDLE_SECS", nullptr, true, TCP_KEEPIDLE, 300},
+      {__LINE__, "VL_TCP_KEEPINTVL_SECS", nullptr, true, TCP_KEEPINTVL, 30},
+      {__LINE__, "VL_TCP_KEEPCNT", nullptr, true, TCP_KEEPCNT, 20},
+      {__LINE__, "VL_TCP_KEEPIDLE_SECS", "77", true, TCP_KEEPIDLE, 77},
+      {__LINE__, "VL_TCP_KEEPIDLE_SECS", "0", false, 0, 0},
+      {__LINE__, "VL_TCP_KEEPINTVL_SECS", "12s", false, 0, 0},
+      {__LINE__, "VL_TCP_KEEPCNT", "", false, 0, 0},
+  };
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    auto client = connect_to(server);
+    ASSERT_TRUE(client);
+    if (r.value != nullptr) setenv(r.variable, r.value, 1);
+    EXPECT_EQ(client->control(CLSET_KEEPALIVE, nullptr), r.good);
+    unsetenv(r.variable);
+    int value = 0;
+    socklen_t size = sizeof value;
+    if (r.good) {
+      ASSERT_EQ(getsockopt(client->socket(), IPPROTO_TCP, r.option, &value, &size), 0);
+      EXPECT_EQ(value, r.set);
+    }
+  }
+}
+
+TEST(client_tcp, sockets_that_the_caller_brings) {
+  script_server server(
+      sends([](const served_call &call) { return record(reply_head(call.xid) + word(42)); }));
+  int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  ASSERT_EQ(connect(fd, reinterpret_cast<sockaddr *>(&server.address), sizeof(sockaddr_in)), 0);
+  {
+    int given = fd;
+    auto client = clnt_tcp_create(server.address, 1, 1, given, 0, 0);
+    ASSERT_TRUE(client);
+    std::uint32_t result = 0;
+    EXPECT_EQ(call_for_word(*client, result), RPC_SUCCESS);
+  }
+  EXPECT_GE(fcntl(fd, F_GETFD), 0) << "it is the caller's still";
+  close(fd);
+  fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  EXPECT_FALSE(clnt_tcp_create(server.address, 1, 1, fd, 0, 0));
+  EXPECT_EQ(clnt_create_err().status, RPC_SYSTEMERROR);
+  EXPECT_EQ(clnt_create_err().error.error, EINVAL);
+  close(fd);
+}
+
+TEST(client_tcp, refused_and_unknown) {
+  sockaddr_storage nobody;
+  {
+    script_server server([](served_connection &, const served_call &) {});
+    nobody = server.address;
+  }
+  for (int seconds : {0, 2}) {
+    int socket = -1;
+    EXPECT_FALSE(seconds == 0
+                     ? clnt_tcp_create(nobody, 1, 1, socket, 0, 0, CLNT_QUIET)
+                     : clnt_tcp_create_wait(nobody, 1, 1, socket, 0, 0, seconds, CLNT_QUIET));
+    EXPECT_EQ(clnt_create_err().status, RPC_SYSTEMERROR);
+    EXPECT_EQ(clnt_create_err().error.error, ECONNREFUSED);
+    EXPECT_EQ(clnt_create_error_text("open"), "open: Remote system error - Connection refused");
+    EXPECT_TRUE(err_is(clnt_create_error()->code, 2, 12));
+  }
+  int socket = -1;
+  EXPECT_FALSE(clnt_tcp_create(nobody, 1, 1, socket, -1, 0, CLNT_QUIET));
+  EXPECT_FALSE(clnt_create_simple("localhost", 1, 1, "sctp"));
+  EXPECT_EQ(clnt_create_err().status, RPC_UNKNOWNPROTO);
+}
+
+TEST(client_tcp, a_connect_with_a_limit_leaves_a_usable_handle) {
+  script_server server(
+      sends([](const served_call &call) { return record(reply_head(call.xid) + word(42)); }));
+  int socket = -1;
+  auto client = clnt_tcp_create_wait(server.address, 1, 1, socket, 0, 0, 2);
+  ASSERT_TRUE(client);
+  EXPECT_EQ(fcntl(client->socket(), F_GETFL) & O_NONBLOCK, 0);
+  std::uint32_t result = 0;
+  EXPECT_EQ(call_for_word(*client, result), RPC_SUCCESS);
+}
+
+TEST(client_tcp, ipv6_peers_show_their_port_in_brackets) {
+  script_server server(sends([](const served_call &) { return std::string(); }, true), SOCK_STREAM,
+                       AF_INET6);
+  if (!server.good) GTEST_SKIP() << "no ::1 here";
+  auto client = connect_to(server);
+  ASSERT_TRUE(client);
+  std::uint32_t result = 0;
+  EXPECT_EQ(call_for_word(*client, result), RPC_CANTRECV);
+  std::string shown = clnt_error_text(*client);
+  EXPECT_NE(shown.find("; peer = ::1:["), std::string::npos) << shown;
+}
+
+TEST(client_errors, codes) {
+  struct row {
+    int line;
+    int status, why, number, severity;
+  };
+  const row rows[] = {
+      {__LINE__, 5, 0, 5, 3}, {__LINE__, 10, 0, 10, 5}, {__LINE__, 12, 0, 12, 4},
+      {__LINE__, 7, 0, 7, 1}, {__LINE__, 7, 2, 7, 4},   {__LINE__, 7, 4, 7, 4},
+      {__LINE__, 7, 9, 7, 3}, {__LINE__, 7, 13, 7, 3},  {__LINE__, 7, 14, 7, 3},
+      {__LINE__, 7, 5, 7, 5},
+  };
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    rpc_err_t error;
+    error.status = static_cast<clnt_stat>(r.status);
+    error.why = r.why;
+    errobj_t *object = rpc_error_object(error);
+    ASSERT_NE(object, nullptr);
+    EXPECT_TRUE(err_is(object->code, 2, r.number));
+    EXPECT_EQ(err_severity(object->code), r.severity);
+    EXPECT_EQ(object->message.id, 76677);
+  }
+  rpc_err_t late;
+  late.status = RPC_SYSTEMERROR;
+  late.error = ETIMEDOUT;
+  EXPECT_TRUE(err_is(rpc_error_object(late)->code, 2, 5));
+  EXPECT_STREQ(rpc_status_text(28), "Can't push RPC module");
+  EXPECT_STREQ(rpc_status_text(30), "Unknown error code: 30");
+  set_create_err(RPC_AUTHERROR, AUTH_TOOWEAK);
+  EXPECT_EQ(clnt_create_error_text(), "Authentication error; why = Client credential too weak");
+  rpc_err_t inner;
+  inner.status = RPC_TIMEDOUT;
+  clnt_create_err() = {RPC_PMAPFAILURE, inner};
+  EXPECT_EQ(clnt_create_error_text("x"), "x: Port mapper failure - Timed out");
+}
+
+}  // namespace
+}  // namespace qvr
