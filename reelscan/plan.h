@@ -20,7 +20,7 @@ struct plan_facts_t {
   bool linear = false;     // -S, -L
   bool bootstrap = false;  // -B: the columns come from the rows
   bool media_position_asked = false;
-  std::optional<std::string> sort_order;
+  std::optional<std::string> sort_order = std::nullopt;
   std::int64_t now = 0;  // seconds since 1970
 };
 
