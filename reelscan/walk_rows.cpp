@@ -19,6 +19,13 @@ bool late_matches(const walk_t &walk, const clone_t &clone, const frag_t &frag, 
   return !walk.late_test || walk.matcher.fragment_matches(clone, frag, vol, walk.volumes);
 }
 
+// A row without fragment has nothing that could fit.
+bool row_matches(const walk_t &walk, const row_t &row) {
+  if (!walk.late_test) return true;
+  return row.row_clone != nullptr && row.row_frag != nullptr &&
+         late_matches(walk, *row.row_clone, *row.row_frag, row.row_vol);
+}
+
 struct ssid_hash {
   std::size_t operator()(const ksui &id) const {
     return std::hash<std::string_view>()(
@@ -55,10 +62,7 @@ class row_walk {
   }
 
   void clone_row(const row_t &row) {
-    if (walk_.late_test && (row.row_frag == nullptr ||
-                            !late_matches(walk_, *row.row_clone, *row.row_frag, row.row_vol))) {
-      return;
-    }
+    if (!row_matches(walk_, row)) return;
     walk_.out.header();
     bool same = on_previous_volume(row);
     if (!same && walk_.plan.sort_order.starts_with('m')) clear_run();
@@ -213,10 +217,7 @@ std::size_t print_fragment_rows(const walk_t &walk, const vol_t *vol, const ss_l
   sort_rows(walk.plan.sort_order, rows);
   std::size_t count = 0;
   for (const row_t &row : rows) {
-    if (row.row_clone != nullptr && row.row_frag != nullptr &&
-        !late_matches(walk, *row.row_clone, *row.row_frag, row.row_vol)) {
-      continue;
-    }
+    if (!row_matches(walk, row)) continue;
     walk.out.header();
     walk.out.row(row.row_vol, row.row_ss, row.row_clone, row.row_frag, walk.plan.needs.detail);
     count++;
