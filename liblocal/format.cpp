@@ -13,7 +13,7 @@ namespace qvr {
 
 namespace {
 
-constexpr std::size_t NO_LIMIT = static_cast<std::size_t>(INT_MAX);
+constexpr std::size_t NO_LIMIT = static_cast<std::size_t>(-1);
 
 // What the first walk learns: the class of each position, the highest position, and the first
 // conversions as they were read, which spares the second walk to read them again.
@@ -125,7 +125,8 @@ class result_t {
   template <class T>
   bool platform(const char *spec, T value, std::string_view own_text) {
     for (;;) {
-      std::size_t room = bounded() ? capacity_ - used_ : NO_LIMIT;
+      // The platform takes no more than an int can count.
+      std::size_t room = std::min(capacity_ - used_, static_cast<std::size_t>(INT_MAX));
       int length = std::snprintf(buffer_ + used_, room, spec, value);
       if (length < 0) return add(own_text);
       auto size = static_cast<std::size_t>(length);
@@ -447,7 +448,7 @@ std::size_t i18n_vsnprintf(char *buffer, std::size_t capacity, std::unique_ptr<c
   } else if (capacity == 0) {
     capacity = NO_LIMIT;
   }
-  result_t out(buffer, std::min(capacity, NO_LIMIT), allocated, grows);
+  result_t out(buffer, capacity, allocated, grows);
   printer print(out, scan, slots.data());
   if (print_all(format, scan, out, print) == outcome::failed) return fail();
   return out.finish();

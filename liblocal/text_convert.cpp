@@ -211,7 +211,7 @@ void text_unexempt_fd(int fd) {
 }
 
 bool text_converts_fd(int fd) {
-  static const bool turned = std::getenv("QVR_CATCH_CHILD_STDOUT") != nullptr;
+  const bool turned = std::getenv("QVR_CATCH_CHILD_STDOUT") != nullptr;
   exempt_list_t &list = exempt_list();
   std::lock_guard hold(list.guard);
   auto *end = list.fds.begin() + list.count;

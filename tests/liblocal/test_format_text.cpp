@@ -207,10 +207,17 @@ TEST(text_convert, streams_and_exempt_descriptors) {
   EXPECT_EQ(text_to_file(file, "ü|"), 3u);
   text_unexempt_fd(fileno(file));
   EXPECT_EQ(text_to_file(file, "ü|"), 2u);
+  // With the variable set, only the descriptors of the list are converted.
+  setenv("QVR_CATCH_CHILD_STDOUT", "1", 1);
+  EXPECT_EQ(text_to_file(file, "ü|"), 3u);
+  ASSERT_TRUE(text_exempt_fd(fileno(file)));
+  EXPECT_EQ(text_to_file(file, "ü|"), 2u);
+  unsetenv("QVR_CATCH_CHILD_STDOUT");
+  text_unexempt_fd(fileno(file));
   std::rewind(file);
   char text[64] = "";
   ASSERT_NE(std::fgets(text, sizeof text, file), nullptr);
-  EXPECT_STREQ(text, "gr\xfcn|grün|ü|\xfc|");
+  EXPECT_STREQ(text, "gr\xfcn|grün|ü|\xfc|ü|\xfc|");
   std::fclose(file);
   for (int fd = 1000; fd < 1010; fd++) EXPECT_TRUE(text_exempt_fd(fd));
   EXPECT_FALSE(text_exempt_fd(1010));
