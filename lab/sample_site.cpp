@@ -263,7 +263,7 @@ void give_resources(const sample_site &site, catalogue_sink &sink) {
         {"connection encrypted", {"Disabled"}},
         {"TCP Retry", {"3"}},
         {"Multi-subnet state", {"Disabled"}},
-        {"reverse DNS state", {"Enabled"}}}},
+        {"reverse DNS state", {"cached"}}}},
       {"QVR system port ranges",
        site.server.c_str(),
        {{"service ports", {"7937-9936"}},
