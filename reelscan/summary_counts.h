@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "index_names.h"
+#include "index_savesets.h"
 #include "records.h"
 
 namespace qvr {
@@ -54,7 +54,7 @@ summary_times_t summary_times();
 struct summary_terms_t {
   summary_times_t times;
   std::string server;  // its own client's index save sets are counted as such
-  index_names *indexes = nullptr;
+  index_savesets *indexes = nullptr;
 };
 
 // Adds one save set to every bucket that it belongs to.

@@ -146,7 +146,7 @@ int summary_report(const settings_t &settings, request_t &request, std::string_v
   request.sort_order = "m";
   query_matcher matcher(request.query_constraints, request.attr_constraints,
                         {settings.client_alias_match ? same_client : nullptr});
-  index_names indexes;
+  index_savesets indexes;
   summary_run_t run;
   run.server = server;
   run.terms = {summary_times(), run.server, &indexes};

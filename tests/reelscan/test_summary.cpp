@@ -98,7 +98,7 @@ TEST(summary, buckets) {
       {__LINE__, save_set(0, 1024, TODAY - 6 * DAY - 1), {BUCKET_FULL, BUCKET_MONTH}, 1},
       {__LINE__, save_set(0, 1024, TODAY - 30 * DAY), {BUCKET_FULL}, 1},
   };
-  index_names indexes;
+  index_savesets indexes;
   for (const row_t &row : rows) {
     SCOPED_TRACE(row.line);
     summary_counts counts{};

@@ -10,7 +10,7 @@ namespace qvr {
 
 // Answers for the save sets of the server's own client. What a name turned out to be is kept, since
 // asking costs a look-up of a client. Any number of threads.
-class index_names {
+class index_savesets {
  public:
   bool is_index_saveset(std::string_view name);
 

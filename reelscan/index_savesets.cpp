@@ -1,4 +1,4 @@
-#include "index_names.h"
+#include "index_savesets.h"
 
 #include <strings.h>
 
@@ -24,7 +24,7 @@ bool ends_in_client(std::string_view name) {
 
 }  // namespace
 
-bool index_names::is_index_saveset(std::string_view name) {
+bool index_savesets::is_index_saveset(std::string_view name) {
   std::string text(name);
   if (strcasecmp(text.c_str(), "bootstrap") == 0) return true;
   if (strcasestr(text.c_str(), "index") != nullptr) return true;

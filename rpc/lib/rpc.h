@@ -1,0 +1,21 @@
+// The transport: everything that a user of rpc/lib includes.
+#pragma once
+
+#include "app_identity.h"
+#include "auth_identity.h"
+#include "auth_methods.h"
+#include "client.h"
+#include "clnt_create.h"
+#include "clnt_error.h"
+#include "kstr_auth.h"
+#include "kstr_login.h"
+#include "kstr_token.h"
+#include "pmap_cache.h"
+#include "pmap_lookup.h"
+#include "pmap_ports.h"
+#include "port_ranges.h"
+#include "record_stream.h"
+#include "rpc_names.h"
+#include "rpc_status.h"
+#include "xdr.h"
+#include "xdr_shared.h"
