@@ -1,6 +1,8 @@
 #include <clocale>
 
-int main() {
+#include "command.h"
+
+int main(int argc, char **argv) {
   std::setlocale(LC_ALL, "");
-  return 0;
+  return qvr::finish_output(qvr::run_command(argc, argv));
 }
