@@ -1,5 +1,6 @@
 #include "command.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
@@ -357,10 +358,19 @@ int run_command(int argc, char **argv) {
   return command.dispatch();
 }
 
+void keep_standard_descriptors() {
+  // Opened for reading, so that what is written there fails and is told.
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++) {
+    if (fcntl(fd, F_GETFD) < 0 && open("/dev/null", O_RDONLY) < 0) return;
+  }
+}
+
 int finish_output(int status) {
   errno = 0;
-  bool failed = std::ferror(stdout) != 0;
-  if (std::fflush(stdout) == 0 && !failed) return status;
+  bool failed = std::fflush(stdout) != 0 || std::ferror(stdout) != 0;
+  // Some file systems tell only at the close that there was no room.
+  int copy = failed ? -1 : dup(STDOUT_FILENO);
+  if (!failed && copy >= 0 && close(copy) == 0) return status;
   int error = errno != 0 ? errno : EIO;
   msg_print(0, 15000 + error, MSG_STDERR, "reelscan: cannot write to the standard output: %s\n",
             {{MSG_ARG_ERRTEXT, ks_strerror(error)}});

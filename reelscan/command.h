@@ -8,6 +8,10 @@ namespace qvr {
 // not be resolved. Standard output may still hold text.
 int run_command(int argc, char **argv);
 
+// Fills the places of standard streams that the caller has closed, so that no connection takes one
+// and gets a report written into it. Before anything is opened.
+void keep_standard_descriptors();
+
 // Writes out what standard output holds. `status`, or 1 after a message when that fails.
 int finish_output(int status);
 

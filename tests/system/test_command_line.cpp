@@ -232,6 +232,12 @@ TEST_F(command_line, ends_of_the_output) {
   command_result full = site()->shell("$reelscan -a >/dev/full");
   EXPECT_EQ(full.status, 1);
   EXPECT_EQ(full.err, "reelscan: cannot write to the standard output: No space left on device\n");
+  // A closed stream is no place for a connection to turn up in.
+  command_result none = site()->shell("$reelscan -a >&-");
+  EXPECT_EQ(none.status, 1);
+  EXPECT_EQ(none.err, "reelscan: cannot write to the standard output: Bad file descriptor\n");
+  EXPECT_EQ(site()->shell("$reelscan -a <&- 2>&- | tail -n 1").out,
+            site()->shell("$reelscan -a | tail -n 1").out);
   // A reader that goes ends the command, without a word.
   command_result closed = site()->shell("{ $reelscan -a -V; echo $? >&2; } | head -n 1");
   EXPECT_EQ(closed.err.substr(0, 4), "141\n");
