@@ -139,7 +139,7 @@ TEST_F(command_line, failures_without_the_usage_text) {
     int line;
     const char *words;
     int status;
-    const char *err;  // its start
+    const char *err;  // the last of what is said
   } rows[] = {
       {__LINE__, "-s 127.0.0.2 -q bogus=1", 2,
        "167325:reelscan: Unable to connect to media database server on host 127.0.0.2: "},
@@ -168,7 +168,7 @@ TEST_F(command_line, failures_without_the_usage_text) {
     command_result result = site()->run(row.words);
     EXPECT_EQ(result.status, row.status);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err.substr(0, std::string_view(row.err).size()), row.err);
+    EXPECT_NE(result.err.find(row.err), std::string::npos) << result.err;
   }
 }
 
