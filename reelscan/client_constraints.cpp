@@ -22,7 +22,7 @@ client_outcome_t add_client_constraints(const settings_t &settings,
   }
   for (const std::string &client : canonical_clients) {
     const char *refusal = parse_query_shortcut('c', client, request.query_constraints, name_to_id);
-    if (refusal != nullptr) return {{}, refusal};
+    if (refusal != nullptr) return {std::nullopt, refusal};
   }
   return {};
 }

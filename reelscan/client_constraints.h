@@ -1,6 +1,7 @@
 // From the client names of -c to constraints.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -10,9 +11,9 @@
 namespace qvr {
 
 struct client_outcome_t {
-  std::string unknown;            // a name that is known nowhere, or empty
-  const char *refusal = nullptr;  // the text of the query parser
-  bool good() const { return unknown.empty() && refusal == nullptr; }
+  std::optional<std::string> unknown;  // a name, even the empty one, that is known nowhere
+  const char *refusal = nullptr;       // the text of the query parser
+  bool good() const { return !unknown && refusal == nullptr; }
 };
 
 // Makes a constraint of each client that the names of -c mean, once each, the client named last in

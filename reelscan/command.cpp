@@ -265,9 +265,9 @@ ended command_t::publish_resources() {
 ended command_t::add_clients() {
   client_outcome_t outcome =
       add_client_constraints(settings_, get_client_by_name, index_name_to_id, request_);
-  if (!outcome.unknown.empty()) {
+  if (outcome.unknown) {
     msg_print(23734, REFUSED, MSG_STDERR, "invalid client name: %s\n",
-              {{MSG_ARG_HOST, outcome.unknown}});
+              {{MSG_ARG_HOST, *outcome.unknown}});
     return 2;
   }
   return parsed(outcome.refusal);

@@ -163,6 +163,8 @@ TEST_F(command_line, failures_without_the_usage_text) {
       {__LINE__, "-q client=nobody.example", 1, "6095:reelscan: no matches found for the query\n"},
       {__LINE__, "no.such.volume", 1, "6095:reelscan: no matches found for the query\n"},
   };
+  EXPECT_EQ(site()->run(std::vector<std::string>{"-c", ""}).err,
+            "23734:reelscan: invalid client name: \n");
   for (const auto &row : rows) {
     SCOPED_TRACE(row.line);
     command_result result = site()->run(row.words);
