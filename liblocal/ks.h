@@ -3,6 +3,7 @@
 
 #include "atexit_list.h"
 #include "attrlist.h"
+#include "dates.h"
 #include "debug_words.h"
 #include "hosts.h"
 #include "ks_clock.h"
