@@ -11,6 +11,8 @@ namespace {
 constexpr std::string_view ATTR_DEVICE = "device";
 constexpr std::string_view ATTR_ACCESS = "device access information";
 
+constexpr std::size_t WIDEST = 255;  // of a column
+
 struct facts_t {
   bool media_position = false, barcode = false, location = false, device = false, access = false;
   std::size_t longest_volume = 0, longest_barcode = 0, longest_location = 0, longest_device = 0;
@@ -56,7 +58,8 @@ void learn_volume(const vol_t &vol, facts_t &facts) {
 
 void add_column(std::string_view word, std::size_t longest_text, std::string &spec) {
   spec.append(", ").append(word);
-  if (longest_text > 0) spec.append("(").append(std::to_string(longest_text + 1)).append(")");
+  std::size_t width = std::min(longest_text + 1, WIDEST);
+  if (longest_text > 0) spec.append("(").append(std::to_string(width)).append(")");
 }
 
 }  // namespace

@@ -84,7 +84,7 @@ std::string_view per_clone(use u) {
 
 void volume_name(use u, cell_text &out) {
   const vol_t &vol = *u.row.vol;
-  out.add(vol.volume);
+  out.add(vol.volume.substr(0, CELL_TEXT_LIMIT));
   if ((vol.volflags & VOL_WORM) != 0 && vol.volume.size() <= VOL_WORM_NAME_MAX) out.add("(W)");
 }
 

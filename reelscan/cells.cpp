@@ -9,7 +9,6 @@ namespace qvr {
 
 namespace {
 
-constexpr std::size_t TEXT_LIMIT = 1024;
 constexpr std::int32_t NARROW = 9;  // up to here sizes and spans are short
 constexpr std::int32_t LONG_ID = 52;
 constexpr std::uint64_t DAY = 86400;
@@ -128,7 +127,7 @@ std::size_t cell_renderer::rpt_render(const report_column_t &column, const cell_
   } else if (rule->number != nullptr) {
     cell_number_text(column, rule->number(use), times_, out);
   } else if (rule->text != nullptr) {
-    out.add(rule->text(use).substr(0, TEXT_LIMIT));
+    out.add(rule->text(use).substr(0, CELL_TEXT_LIMIT));
   } else {
     rule->made(use, out);
   }

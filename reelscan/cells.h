@@ -58,6 +58,9 @@ class cell_renderer {
   texts_t texts_;
 };
 
+// A text of a record is cut here, in bytes.
+inline constexpr std::size_t CELL_TEXT_LIMIT = 1024;
+
 // A save set's or volume's identifier: the long form in a column wider than 52 cells.
 void rsc_id_text(std::int32_t width, const ksui &id, cell_text &out);
 
