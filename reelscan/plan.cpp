@@ -53,6 +53,13 @@ void add_query_needs(const query_constraints_t &constraints, needs_t &needs) {
   }
 }
 
+// Rows are tested against what is asked of volumes, clones and fragments; so these must be there.
+void add_late_needs(const query_constraints_t &constraints, needs_t &needs) {
+  for (const query_constraint_t &qc : constraints) {
+    if (is_volume_code(qc.qc_mr->mr_id)) needs.detail = true;
+  }
+}
+
 plan_road volume_road(const plan_facts_t &facts, plan_t &plan) {
   const needs_t &needs = plan.needs;
   const bool save_sets = needs.save_set || needs.ss_constraint;
@@ -80,13 +87,15 @@ plan_t make_plan(const plan_facts_t &facts, query_constraints_t &constraints,
   plan.left_out.assign(constraints.size(), false);
 
   bool by_attributes = false;
+  const bool by_key = plan.plan_key == CODE_NSAVETIME || plan.plan_key == CODE_SSID;
+  if (by_key || is_save_set_code(plan.plan_key)) add_late_needs(constraints, plan.needs);
   if (is_save_set_code(plan.plan_key) && plan.plan_key <= HIGHEST_ATTRIBUTE_KEY) {
     by_attributes = plan_attribute_request(facts, constraints, plan);
     if (!by_attributes) plan.plan_key = 0;
   }
   if (by_attributes) {
     plan.road = plan_road::key_query;
-  } else if (plan.plan_key == CODE_NSAVETIME || plan.plan_key == CODE_SSID) {
+  } else if (by_key) {
     plan.road = plan_road::key_query;
     plan.needs.detail |= plan.needs.volume;
     plan_key_request(constraints, plan);
