@@ -42,9 +42,9 @@ bool xdr_get_attrlist(XDR &xdr, attrlist &list) {
     if (!get_attr(xdr, attr, another)) return false;
     list.push_back(std::move(attr));
   }
-  // One attribute without name and values stands for the empty list.
-  if (list.size() == 1 && list.front().name.empty() && list.front().values.empty()) list.clear();
   attrlist_restore_order(list);
+  // One attribute without name and values stands for the empty list, however often it was sent.
+  if (list.size() == 1 && list.front().name.empty() && list.front().values.empty()) list.clear();
   return true;
 }
 
