@@ -35,6 +35,7 @@ const char *const LAB_FAULT_HELP =
     "                     3 procedure unavailable, 4 garbage arguments, 5 system error\n"
     "  deny=WHY           denied for an authentication error; rpcvers: for the RPC version\n"
     "  error=CODE[:TEXT]  the procedure's own failure; busy: code 33000\n"
+    "  structured         the failure travels as a whole error object\n"
     "  auth=FORM          of credentials: partial (error and credential), none, notarget, badsum,\n"
     "                     nosum, unnamed, challenge1\n"
     "  redirect=HOST:PROGRAM:VERSION   of credentials: ask there\n"
@@ -168,6 +169,7 @@ constexpr key_row_t KEYS[] = {
     {"rpcvers", set_flag<&lab_fault::rpc_mismatch>},
     {"error", set_error},
     {"busy", set_busy},
+    {"structured", set_flag<&lab_fault::structured>},
     {"auth", set_text<&lab_fault::auth>},
     {"redirect", set_text<&lab_fault::redirect>},
     {"verifier", set_text<&lab_fault::verifier>},

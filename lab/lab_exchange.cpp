@@ -2,6 +2,7 @@
 
 #include "lab_state.h"
 #include "packed_attrs.h"
+#include "xdr_shared.h"
 
 namespace qvr {
 
@@ -17,7 +18,15 @@ void put_failure(lab_exchange &call, std::int32_t code, std::string_view text) {
 }
 
 void put_told_failure(lab_exchange &call) {
-  put_failure(call, *call.fault.error, call.fault.error_text);
+  if (!call.fault.structured) {
+    put_failure(call, *call.fault.error, call.fault.error_text);
+    return;
+  }
+  xdr_memory_writer writer;
+  xdr_put_errinfo(writer, err_create(0, *call.fault.error, "the lab says: %s",
+                                     {{MSG_ARG_TEXT, call.fault.error_text}}));
+  call.out.put_bytes(writer.bytes());
+  call.status = "error " + std::to_string(*call.fault.error);
 }
 
 void put_attrs(lab_reply &out, const attrlist &list) {

@@ -33,6 +33,7 @@ void merge_call(lab_fault &to, const lab_fault &from) {
   to.rpc_mismatch |= from.rpc_mismatch;
   take(to.error, from.error);
   take(to.error_text, from.error_text);
+  to.structured |= from.structured;
   take(to.auth, from.auth);
   take(to.redirect, from.redirect);
   take(to.verifier, from.verifier);

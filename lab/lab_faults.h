@@ -45,8 +45,9 @@ struct lab_fault {
   bool rpc_mismatch = false;
   std::optional<std::int32_t> error;  // the procedure's own failure
   std::string error_text;
-  std::string auth;      // form of the answer of the auth server
-  std::string redirect;  // host:program:version
+  bool structured = false;  // the failure travels as a whole error object
+  std::string auth;         // form of the answer of the auth server
+  std::string redirect;     // host:program:version
   std::string verifier;
   std::optional<std::int32_t> more;
   bool repeat = false;

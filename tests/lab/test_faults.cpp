@@ -78,6 +78,17 @@ TEST_F(misbehaviour, replies_are_spoiled_as_told) {
   }
 }
 
+TEST_F(misbehaviour, a_failure_may_be_a_whole_error_object) {
+  misbehave("proc=65,structured,error=85005:no such volume");
+  raw_in in = mmdb().call(65, volumes()).in();
+  EXPECT_EQ(in.u32(), 4u);
+  EXPECT_EQ(in.u32(), 85005u);
+  std::string text = in.text();
+  EXPECT_EQ(text.substr(0, text.find('\0')), "the lab says: no such volume");
+  EXPECT_GT(text.size(), text.find('\0') + 20);
+  EXPECT_EQ(in.left(), 0u);
+}
+
 TEST_F(misbehaviour, connections_end_after_the_byte_that_was_told) {
   for (std::size_t n : {0u, 1u, 3u, 4u, 27u, 28u, 29u, 500u}) {
     SCOPED_TRACE(n);
