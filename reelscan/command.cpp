@@ -313,12 +313,18 @@ void build_texts() {
   linear_catalogue();
 }
 
+// What a newcomer types: answered before any daemon is asked.
+bool is_lone_help(int argc, char **argv) {
+  return argc == 2 && std::string_view(argv[1]) == "--help";
+}
+
 }  // namespace
 
 int run_command(int argc, char **argv) {
   text_converts_fd(STDOUT_FILENO);  // reads QVR_CATCH_CHILD_STDOUT, once for all
   settings_t scanned;
   scanned.program = start_runtime(argc, argv);
+  if (is_lone_help(argc, argv)) return usage(scanned.program);
   std::string local_host = start_client_library();
   build_texts();
 
