@@ -51,7 +51,6 @@ std::unique_ptr<CLIENT> rap_env_t::create(const rap_address_t &address) {
   for (std::uint32_t program : told_programs) {
     if (client != nullptr && address.program == program) kstr_set_server(address.host);
   }
-  if (client != nullptr) kstr_set_thread_server(address.host, service_of(address.program));
   return client;
 }
 
