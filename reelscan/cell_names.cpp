@@ -1,5 +1,7 @@
 #include "cell_names.h"
 
+#include <cstdio>
+
 namespace qvr {
 
 namespace {
@@ -29,6 +31,7 @@ std::string_view mapped_names::name_of(ss_t &ss) {
   if (!split_client_name(ss.name, parts)) return ss.name;
   std::string client;
   if (errobj_t *error = namer_(parts.client, client)) {
+    std::fflush(stdout);
     err_print(error);
     return ss.name;
   }

@@ -58,6 +58,7 @@ query_matcher::~query_matcher() = default;
 query_matcher::query_matcher(const query_constraints_t &constraints,
                              const attrlist &attr_constraints, const match_settings_t &settings)
     : settings_(settings) {
+  std::string untested;
   for (const query_constraint_t &qc : constraints) {
     ready_.push_back(std::make_unique<ready_constraint_t>(qc, settings_));
     const ready_constraint_t &ready = *ready_.back();
@@ -69,9 +70,10 @@ query_matcher::query_matcher(const query_constraints_t &constraints,
       access_limit_ = static_cast<std::int64_t>(qc.qc_lo);
     }
     if (ready.ss_test == nullptr && ready.frag_test == nullptr && ready.vol_test == nullptr) {
-      KS_DEBUG(1, "query field \"%s\" is not tested\n", std::string(qc.qc_mr->mr_key).c_str());
+      untested.append(untested.empty() ? "" : ", ").append(qc.qc_mr->mr_key);
     }
   }
+  if (!untested.empty()) KS_DEBUG(1, "no test for query fields: %s\n", untested.c_str());
   for (const attr_t &attr : attr_constraints) {
     attr_entry_t entry;
     entry.negated = attr.name.starts_with('!');
