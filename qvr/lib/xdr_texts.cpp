@@ -98,7 +98,7 @@ std::string_view keep(arena &page, const void *from, std::size_t size) {
 }  // namespace
 
 bool xdr_get_text(XDR &xdr, arena &page, std::string_view &text, std::uint32_t limit) {
-  std::uint32_t size;
+  std::uint32_t size = 0;
   if (!xdr.get_u32(size) || size > limit) return false;
   if (size == 0) {
     text = std::string_view("", 0);
