@@ -82,6 +82,7 @@ TEST(err, ids_of_table_texts) {
 
 TEST(err, create_fills_severity_and_stamps) {
   ks_set_progname("reelscan");
+  msg_set_host("unknown");
   errobj_t *error = err_create(900, 20010, "%s", {{0, "x"}});
   EXPECT_EQ(error->code, 25010);
   EXPECT_EQ(err_create(900, 24010, "x")->code, 24010);
