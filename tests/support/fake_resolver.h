@@ -55,6 +55,7 @@ class fake_resolver : public ks_resolver_t {
     ks_set_resolver(nullptr);
     ks_set_clock(nullptr);
     ks_set_rdns_state("banned");
+    msg_set_host(host_before_);
   }
 
   static sockaddr_storage address(const std::string &text, unsigned port = 0) {
@@ -158,7 +159,8 @@ class fake_resolver : public ks_resolver_t {
   bool makes_ipv6_sockets() override { return ipv6; }
 
  private:
-  std::mutex lock_;  // guards the counts and the clock during look-ups
+  std::string host_before_ = msg_host();  // what error objects name
+  std::mutex lock_;                       // guards the counts and the clock during look-ups
 };
 
 // Catches what would be printed while it lives. One at a time.
