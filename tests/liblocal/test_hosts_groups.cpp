@@ -226,7 +226,7 @@ class host_table_test : public testing::Test {
  protected:
   void SetUp() override {
     fake_now = 1'000'000;
-    ks_set_clock([] { return fake_now; });
+    ks_set_clock([] { return fake_now.load(); });
   }
   void TearDown() override { ks_set_clock(nullptr); }
   static std::string group_of(const host_table_t &table, const char *text) {

@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <netdb.h>
 
+#include <atomic>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -25,7 +26,7 @@
 namespace qvr::test {
 
 // The clock of these tests, moved by hand.
-inline std::int64_t fake_now = 1'000'000;
+inline std::atomic<std::int64_t> fake_now{1'000'000};
 
 class fake_resolver : public ks_resolver_t {
  public:
@@ -48,7 +49,7 @@ class fake_resolver : public ks_resolver_t {
     hosts["vault"] = {"vault.example.com", {"10.0.0.1"}, 0};
     names["10.0.0.1"] = "vault.example.com";
     fake_now = 1'000'000;
-    ks_set_clock([] { return fake_now; });
+    ks_set_clock([] { return fake_now.load(); });
     ks_set_resolver(this);
   }
   ~fake_resolver() override {
