@@ -1,0 +1,147 @@
+// The user's token file and its lock.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "fake_resolver.h"
+#include "kstr_token.h"
+
+namespace qvr {
+namespace {
+
+namespace fs = std::filesystem;
+
+class token_file : public testing::Test {
+ protected:
+  token_file() : root_(fs::temp_directory_path() / ("kstr_token_" + std::to_string(getpid()))) {
+    fs::create_directories(root_);
+  }
+  ~token_file() override { fs::remove_all(root_); }
+  fs::path file() const { return root_ / ".qvrlogin.ann"; }
+  fs::path lock() const { return root_ / ".qvrlogin.ann.lck"; }
+  fs::path root_;
+};
+
+TEST_F(token_file, reading) {
+  enum { NONE, REGULAR, EMPTY, LARGEST, TOO_LARGE, LINK, FIFO, DIRECTORY, LOCK_LINK };
+  struct row {
+    int line;
+    int kind;
+    bool good;
+    std::size_t size;
+    std::int32_t message;  // 0: none
+  };
+  const row rows[] = {
+      {__LINE__, NONE, true, 0, 0},
+      {__LINE__, REGULAR, true, 5, 0},
+      {__LINE__, EMPTY, true, 0, 0},
+      {__LINE__, LARGEST, true, 65536, 0},
+      {__LINE__, TOO_LARGE, false, 0, 122974},
+      {__LINE__, LINK, false, 0, 122974},
+      {__LINE__, FIFO, false, 0, 122974},
+      {__LINE__, DIRECTORY, false, 0, 122974},
+      {__LINE__, LOCK_LINK, false, 0, 136611},
+  };
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    fs::remove_all(root_);
+    fs::create_directories(root_);
+    auto write = [&](const fs::path &path, std::size_t size) {
+      std::ofstream(path) << std::string(size, 't');
+    };
+    switch (r.kind) {
+      case REGULAR:
+        write(file(), 5);
+        break;
+      case EMPTY:
+        write(file(), 0);
+        break;
+      case LARGEST:
+        write(file(), 65536);
+        break;
+      case TOO_LARGE:
+        write(file(), 65537);
+        break;
+      case LINK:
+        write(root_ / "other", 5);
+        fs::create_symlink(root_ / "other", file());
+        break;
+      case FIFO:
+        ASSERT_EQ(mkfifo(file().c_str(), 0600), 0);
+        break;
+      case DIRECTORY:
+        fs::create_directory(file());
+        break;
+      case LOCK_LINK:
+        write(file(), 5);
+        fs::create_symlink(root_ / "other", lock());
+        break;
+      default:
+        break;
+    }
+    test::caught_messages caught;
+    std::string token = "stale";
+    EXPECT_EQ(kstr_read_token(root_, "ann", token), r.good);
+    EXPECT_EQ(token.size(), r.size);
+    auto messages = caught.taken();
+    ASSERT_EQ(messages.size(), r.message != 0 ? 1u : 0u);
+    EXPECT_TRUE(messages.empty() || messages[0].message.id == r.message);
+    EXPECT_FALSE(fs::exists(root_ / "other") && r.kind == LOCK_LINK) << "no link is followed";
+  }
+}
+
+TEST_F(token_file, a_lock_that_is_held) {
+  std::ofstream(file()) << "token";
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  pid_t holder = fork();
+  if (holder == 0) {
+    int fd = open(lock().c_str(), O_RDWR | O_CREAT, 0600);
+    struct flock whole = {};
+    whole.l_type = F_WRLCK;
+    bool locked = fcntl(fd, F_SETLK, &whole) == 0;
+    bool told = write(ready[1], "x", 1) == 1;
+    usleep(locked && told ? 3000000 : 0);
+    _exit(0);
+  }
+  char byte;
+  ASSERT_EQ(read(ready[0], &byte, 1), 1);
+  test::caught_messages caught;
+  std::string token;
+  EXPECT_FALSE(kstr_read_token(root_, "ann", token));
+  auto messages = caught.taken();
+  ASSERT_EQ(messages.size(), 1u);
+  EXPECT_EQ(messages[0].message.id, 136612);
+  kill(holder, SIGKILL);
+  waitpid(holder, nullptr, 0);
+  EXPECT_TRUE(kstr_read_token(root_, "ann", token));
+  EXPECT_EQ(token, "token");
+  close(ready[0]);
+  close(ready[1]);
+}
+
+TEST(token_daemons, by_flag_and_by_name) {
+  struct row {
+    int line;
+    bool flag;
+    const char *master;
+    bool daemon;
+  };
+  const row rows[] = {
+      {__LINE__, false, nullptr, false},  {__LINE__, true, nullptr, true},
+      {__LINE__, false, "qvrd", true},    {__LINE__, false, "aqvrd", true},
+      {__LINE__, false, "qvrsnmd", true}, {__LINE__, false, "reelscan", false},
+  };
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    if (r.master != nullptr) setenv("QVR_MAST", r.master, 1);
+    EXPECT_EQ(kstr_is_daemon(r.flag), r.daemon);
+    unsetenv("QVR_MAST");
+  }
+}
+
+}  // namespace
+}  // namespace qvr
