@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "ksui.h"
+#include "run_command.h"
 
 namespace qvr::test {
 
@@ -114,5 +115,15 @@ class small_catalogue {
 
   std::string text_;
 };
+
+// Writes the catalogue to a new file for the lab. Empty, or what went wrong.
+inline std::string store_small_catalogue(const std::string &file) {
+  run_command({built_program("qvrlabd"), "--sample", "1:1:1", "--host", "vault", "--store", file,
+               "--no-serve"});
+  command_options shell;
+  shell.input = small_catalogue().sql();
+  command_result made = run_command({"sqlite3", file}, shell);
+  return made.status == 0 ? "" : "sqlite3: " + made.err;
+}
 
 }  // namespace qvr::test

@@ -16,12 +16,7 @@ class reports : public testing::Test {
     char name[] = "/tmp/reports-XXXXXX";
     directory() = mkdtemp(name);
     const std::string file = directory() + "/catalogue";
-    run_command({built_program("qvrlabd"), "--sample", "1:1:1", "--host", "vault", "--store", file,
-                 "--no-serve"});
-    command_options shell;
-    shell.input = small_catalogue().sql();
-    command_result made = run_command({"sqlite3", file}, shell);
-    if (made.status != 0) why() = "sqlite3: " + made.err;
+    why() = store_small_catalogue(file);
     if (why().empty()) {
       site() = installation::make({"--catalogue", file, "--log", directory() + "/log"}, why());
     }
