@@ -1,0 +1,96 @@
+// A media database that misbehaves: the report is whole, or the command says what went wrong.
+#include <filesystem>
+#include <fstream>
+
+#include "system_fixture.h"
+
+namespace qvr::test {
+namespace {
+
+constexpr const char *QUERY = "-r ssid -q level=full";
+constexpr const char *SAMPLE = "1:4:21";
+
+// A lab of its own with a call log.
+struct lab_run {
+  explicit lab_run(std::vector<std::string> options) {
+    static int number = 0;
+    log = testing::TempDir() + "calls-" + std::to_string(getpid()) + '-' + std::to_string(number++);
+    options.insert(options.end(), {"--log", log});
+    site = installation::make(options, why);
+  }
+  ~lab_run() {
+    site.reset();
+    std::filesystem::remove(log);
+  }
+  // How many calls of a procedure the media database saw.
+  std::size_t calls(int procedure) const {
+    std::ifstream in(log);
+    std::string line, proc = "\"proc\":" + std::to_string(procedure) + ',';
+    std::size_t count = 0;
+    while (std::getline(in, line)) {
+      count += line.find("\"event\":\"call\"") != std::string::npos &&
+               line.find("\"daemon\":\"qvrmmdbd\"") != std::string::npos &&
+               line.find(proc) != std::string::npos;
+    }
+    return count;
+  }
+
+  std::string log, why;
+  std::unique_ptr<installation> site;
+};
+
+TEST(bad_server, whole_or_told) {
+  static constexpr struct {
+    int line;
+    const char *fault;  // of procedure 57
+    bool whole;
+    std::size_t calls;  // 0: not looked at
+    const char *err;    // a part of it
+  } rows[] = {
+      {__LINE__, "times=0", true, 1, ""},
+      {__LINE__, "times=1,truncate=8", true, 2, ""},
+      {__LINE__, "truncate=8", false, 2, "Can't decode result"},
+      {__LINE__, "times=1,close=300", true, 2, ""},
+      {__LINE__, "close=3000", false, 2, "RPC receive operation failed"},
+      {__LINE__, "error=85002:damaged", false, 1, "damaged"},
+      {__LINE__, "times=1,error=25005:lost", true, 2, ""},
+      {__LINE__, "more=7", true, 1, ""},
+      {__LINE__, "repeat", false, 3, "repeats a page"},
+      {__LINE__, "times=1,garbage=100", true, 2, ""},
+      {__LINE__, "accept=3", false, 0, "server is unavailable"},
+      {__LINE__, "fragment=7", true, 1, ""},
+  };
+  std::string whole;
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.line);
+    std::string fault = "daemon=qvrmmdbd,proc=57," + std::string(row.fault);
+    lab_run lab({"--sample", SAMPLE, "--now", "1795000000", "--fault", fault});
+    if (!lab.site) GTEST_SKIP() << lab.why;
+    command_result result = lab.site->run(QUERY);
+    if (whole.empty()) whole = result.out;
+    EXPECT_EQ(result.status, row.whole ? 0 : 1);
+    EXPECT_EQ(result.out, row.whole ? whole : "");
+    EXPECT_NE(result.err.find(row.err), std::string::npos) << result.err;
+    EXPECT_TRUE(row.calls == 0 || lab.calls(57) == row.calls) << lab.calls(57);
+  }
+  EXPECT_NE(whole, "");
+}
+
+// The same save sets come whichever way the server has its pages continued.
+TEST(bad_server, pages) {
+  std::string outputs[2];
+  for (int more = 1; more <= 2; more++) {
+    lab_run lab({"--sample", SAMPLE, "--now", "1795000000", "--scale", "17000", "--more",
+                 std::to_string(more)});
+    if (!lab.site) GTEST_SKIP() << lab.why;
+    command_result result = lab.site->run("-r ssid(53) -q savetime>10~years~ago");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_GE(lab.calls(57), 3u);
+    outputs[more - 1] = result.out;
+  }
+  EXPECT_TRUE(outputs[0] == outputs[1]);
+  EXPECT_GT(outputs[0].size(), 17000u * 53);
+}
+
+}  // namespace
+}  // namespace qvr::test
