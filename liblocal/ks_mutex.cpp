@@ -24,6 +24,18 @@ int make_recursive(pthread_mutex_t &mutex) {
   return rc;
 }
 
+std::atomic<pid_t> this_process{0};
+
+// The process id without a system call for each lock: a child of fork(2) forgets its parent's.
+pid_t current_process() {
+  pid_t known = this_process.load(std::memory_order_relaxed);
+  if (known != 0) return known;
+  static const int registered = pthread_atfork(nullptr, nullptr, [] { this_process = 0; });
+  pid_t self = getpid();
+  if (registered == 0) this_process = self;
+  return self;
+}
+
 int null_object() {
   KS_UNEXPECTED(ks_strerror(EINVAL));
   return ks_null_argument();
@@ -47,14 +59,14 @@ KSMutex *ks_mutex_create() {
     ks_set_error(rc, KS_ERROR_ERRNO);
     return nullptr;
   }
-  made->pid = getpid();
+  made->pid = current_process();
   ks_object_register(made.get(), end_mutex);
   return made.release();
 }
 
 int KSMutex::lock() {
   // A child of fork has this one thread: nobody else can be making the mutex anew.
-  pid_t self = getpid();
+  pid_t self = current_process();
   if (pid.load(std::memory_order_relaxed) != self) {
     int rc = make_recursive(mutex);
     if (rc != 0) return ks_set_error(rc, KS_ERROR_ERRNO);
