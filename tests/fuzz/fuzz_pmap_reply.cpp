@@ -1,0 +1,30 @@
+// What a port mapper answers: the list of its entries.
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include "pmap_protocol.h"
+
+using namespace qvr;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+  std::string_view bytes(reinterpret_cast<const char *>(data), size);
+  xdr_memory_reader in(bytes);
+  std::vector<pmap_entry_t> entries;
+  bool good = xdr_get_pmap_list(in, [&](const pmap_entry_t &entry) { entries.push_back(entry); });
+  if (entries.size() > size / 20) std::abort();
+  if (!good) return 0;
+  // What was read goes out and comes back as it was.
+  xdr_memory_writer out;
+  for (const pmap_entry_t &entry : entries) {
+    if (!out.put_bool(true) || !xdr_put_pmap(out, entry)) std::abort();
+  }
+  out.put_bool(false);
+  xdr_memory_reader again(out.bytes());
+  std::size_t at = 0;
+  bool same = xdr_get_pmap_list(again, [&](const pmap_entry_t &entry) {
+    if (at >= entries.size() || !(entry == entries[at++])) std::abort();
+  });
+  if (!same || at != entries.size()) std::abort();
+  return 0;
+}
