@@ -22,7 +22,8 @@ client_cache_mode cache_mode = CLIENT_CACHE_AND_RESOURCES;
 
 // What same_client has found out.
 struct answers_t {
-  std::mutex mutex;  // guards both
+  std::mutex asking;  // held while a name is looked up, so that no two threads ask for one name
+  std::mutex mutex;   // guards both maps; taken last
   std::unordered_map<std::string, bool> pairs;
   std::unordered_map<std::string, std::string> canonical;
 };
@@ -78,16 +79,23 @@ bool name_by_resource(const std::string &name, std::string &client) {
   return true;
 }
 
-std::string canonical_name(std::string_view name) {
-  std::string asked(name);
-  {
-    std::lock_guard guard(answers->mutex);
-    auto known = answers->canonical.find(asked);
-    if (known != answers->canonical.end()) return known->second;
-  }
-  std::string found = get_client_by_name(asked);
+bool known_name(const std::string &asked, std::string &found) {
   std::lock_guard guard(answers->mutex);
-  return answers->canonical.emplace(std::move(asked), std::move(found)).first->second;
+  auto known = answers->canonical.find(asked);
+  if (known == answers->canonical.end()) return false;
+  found = known->second;
+  return true;
+}
+
+std::string canonical_name(const std::string &asked) {
+  std::string found;
+  if (known_name(asked, found)) return found;
+  std::lock_guard one_at_a_time(answers->asking);
+  if (known_name(asked, found)) return found;
+  found = get_client_by_name(asked);
+  std::lock_guard guard(answers->mutex);
+  answers->canonical.emplace(asked, found);
+  return found;
 }
 
 bool equal_names(const std::string &a, const std::string &b) {

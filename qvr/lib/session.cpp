@@ -47,6 +47,7 @@ int connect_storage(mif_t &mif) {
 clnt_stat ping(mif_t &mif) {
   auto nothing = [](XDR &) { return true; };
   clnt_stat status = RPC_SUCCESS;
+  mif.mif_clnt->set_timeout(MMDB_TIMEOUT);
   for (int i = 0; i < PINGS; i++) {
     if (i != 0) mif_env().sleep_ms(PING_PAUSE_MS);
     status = mif.mif_clnt->call(MMDB_NULL, nothing, nothing, MMDB_TIMEOUT);

@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
+#include <set>
+#include <thread>
+
 #include "client_identity.h"
 #include "current_client.h"
 #include "fake_server.h"
@@ -120,6 +124,23 @@ TEST(same_client, answers_are_remembered) {
   for (const auto &[line, count] : asked) EXPECT_EQ(count, 1) << line;
   EXPECT_TRUE(client_in_list({"venus", "mars-1"}, "mars-1a"));
   EXPECT_FALSE(client_in_list({"venus", "mars-2"}, "mars-1a"));
+}
+
+TEST(same_client, threads_ask_once) {
+  fake_server server;
+  fake_resources resources({client("io", {"io-a"})});
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; i++) {
+    threads.emplace_back([] {
+      for (int name = 0; name < 20; name++)
+        EXPECT_FALSE(same_client("moon-" + std::to_string(name), "io"));
+      EXPECT_TRUE(same_client("io-a", "io"));
+    });
+  }
+  for (std::thread &thread : threads) thread.join();
+  // Two for each unknown name, and the alias, which puts the name into the cache.
+  EXPECT_EQ(std::set<std::string>(resources.log.begin(), resources.log.end()).size(),
+            resources.log.size());
 }
 
 ksui client_id(std::uint32_t number) {
