@@ -1,10 +1,8 @@
 // The level II cache: which names and addresses are one machine, and which machine is this one.
 #include <algorithm>
-#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <mutex>
-#include <set>
 
 #include "atexit_list.h"
 #include "debug_settings.h"
@@ -62,11 +60,6 @@ void empty_tables() {
 }
 
 using host_lock_t = std::unique_lock<KSMutex>;
-
-bool no_virtual_hosts(const char *) {
-  return false;
-}
-std::atomic<bool (*)(const char *)> virtual_host_test{no_virtual_hosts};
 
 void print_table(const host_table_t &table) {
   for (const auto &entry : table.entries()) {
@@ -127,67 +120,6 @@ bool is_inactive(level2_t &all, const char *name) {
   return true;
 }
 
-// What DNS says of a name: the texts of its group in their order; empty when it has none.
-std::vector<std::string> ask_dns(const char *name) {
-  addrinfo hints = {};
-  hints.ai_flags = AI_CANONNAME;
-  hints.ai_family = AF_INET;
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_protocol = IPPROTO_TCP;
-  addrinfo *found = nullptr;
-  int rc = ks_inet_getaddrinfo(name, nullptr, &hints, &found);
-  if (rc != 0) {
-    KS_DEBUG(1, "Forward DNS lookup failed for %s: %s\n", name, gai_strerror(rc));
-    return {};
-  }
-  std::string canonical = found->ai_canonname != nullptr ? found->ai_canonname : name;
-  bool banned = ks_get_rdns_state() == KS_RDNS_BANNED;
-  std::vector<std::string> addresses, further;
-  bool named = false;
-  int last_error = EAI_NONAME;
-  for (const addrinfo *entry = found; entry != nullptr; entry = entry->ai_next) {
-    std::string address = ks_address_text(entry->ai_addr);
-    std::string address_name = banned ? canonical : std::string();
-    if (!banned) {
-      char text[NI_MAXHOST];
-      int reverse_rc = ks_inet_getnameinfo(entry->ai_addr, entry->ai_addrlen, text, sizeof text,
-                                           nullptr, 0, NI_NAMEREQD);
-      if (reverse_rc == 0) {
-        address_name = text;
-      } else {
-        last_error = reverse_rc;
-        KS_DEBUG(9, "Reverse DNS lookup failed for %s: %s.\n", address.c_str(),
-                 gai_strerror(reverse_rc));
-      }
-    }
-    named = named || !address_name.empty();
-    if (virtual_host_test.load()(address_name.empty() ? address.c_str() : address_name.c_str())) {
-      continue;
-    }
-    KS_DEBUG(9, "Adding cache entry for ip_address: \"%s\"\tHost: \"%s\"\n", address.c_str(),
-             address_name.c_str());
-    addresses.push_back(address);
-    further.push_back(address_name);
-  }
-  ks_inet_freeaddrinfo(found);
-  if (!named) {
-    KS_DEBUG(1,
-             "DNS cache lookup failed for \"%s\": \"%s\". Please ensure that the hostname and its "
-             "aliases are updated in the DNS server\n",
-             name, gai_strerror(last_error));
-    return {};
-  }
-  std::vector<std::string> texts;
-  if (!addresses.empty()) texts.push_back(addresses.front());
-  texts.push_back(canonical);
-  texts.push_back(name);
-  for (std::size_t i = 0; i < addresses.size(); i++) {
-    if (i != 0) texts.push_back(addresses[i]);
-    if (!further[i].empty()) texts.push_back(further[i]);
-  }
-  return texts;
-}
-
 host_entry_t *store_group(host_table_t &hosts, const std::vector<std::string> &texts) {
   std::string failed;
   host_entry_t *primary = hosts.store(texts, dns_positive_ttl(), failed);
@@ -205,7 +137,7 @@ host_entry_t *store_group(host_table_t &hosts, const std::vector<std::string> &t
 host_entry_t *resolve(level2_t &all, host_lock_t &hold, const char *name) {
   if (host_entry_t *entry = all.hosts.find(name)) return entry;
   hold.unlock();
-  std::vector<std::string> texts = ask_dns(name);
+  std::vector<std::string> texts = host_ask_dns(name);
   hold.lock();
   // Another thread may have been faster.
   if (host_entry_t *entry = all.hosts.find(name)) return entry;
@@ -219,34 +151,6 @@ host_entry_t *resolve(level2_t &all, host_lock_t &hold, const char *name) {
   return failure;
 }
 
-// The texts that this host's interfaces add to its group.
-std::vector<std::string> interface_texts() {
-  std::vector<std::string> texts;
-  if (ks_get_rdns_state() == KS_RDNS_BANNED) {
-    KS_DEBUG(1,
-             "Caching of all nics for this host not done due to reverse DNS lookups being "
-             "banned.\n");
-    return texts;
-  }
-  for (const ks_interface_t &one : ks_local_interfaces()) {
-    const auto *address = reinterpret_cast<const sockaddr *>(&one.address);
-    std::string text = ks_address_text(address);
-    texts.push_back(text);
-    char name[NI_MAXHOST];
-    int rc = ks_inet_getnameinfo(address, host_address_length(address), name, sizeof name, nullptr,
-                                 0, NI_NAMEREQD);
-    if (rc == 0) {
-      texts.push_back(name);
-    } else {
-      KS_DEBUG(1,
-               "DNS lookup failed for address %s. Please ensure that the hostname and its aliases "
-               "are updated in the DNS server\n",
-               text.c_str());
-    }
-  }
-  return texts;
-}
-
 // The primary of this host, built when there is none; null when its name does not resolve.
 const host_entry_t *self_primary(level2_t &all, host_lock_t &hold) {
   char name[NI_MAXHOST];
@@ -258,7 +162,7 @@ const host_entry_t *self_primary(level2_t &all, host_lock_t &hold) {
   host_entry_t *entry = resolve(all, hold, name);
   if (entry == nullptr || entry->state != HOST_RESOLVED) return nullptr;
   hold.unlock();
-  std::vector<std::string> texts = interface_texts();
+  std::vector<std::string> texts = host_interface_texts();
   hold.lock();
   entry = all.hosts.find(name);
   if (entry == nullptr || entry->state != HOST_RESOLVED) return nullptr;
@@ -316,15 +220,11 @@ bool same_group(const host_table_t &table, const char *a, const char *b) {
 
 }  // namespace
 
-void ks_set_virtual_host_test(bool (*test)(const char *name)) {
-  virtual_host_test = test != nullptr ? test : no_virtual_hosts;
-}
-
 bool ks_is_local_host(const char *name) {
   if (name == nullptr || ks_is_local_alias(name) || is_own_name(name)) return true;
   int answer = ask_hosts_table(name);
   if (answer >= 0) return answer == 1;
-  return virtual_host_test.load()(name_of_address(name).c_str());
+  return host_is_virtual(name_of_address(name).c_str());
 }
 
 void ks_dns_flush() {

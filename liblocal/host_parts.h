@@ -57,6 +57,14 @@ bool host_fill(char *buffer, std::size_t size, const std::string &text);
 std::string host_lower(std::string text);
 bool host_same_text(const char *a, const char *b);
 
+// What DNS says of a name: the texts of its group in their order, the first address in front; empty
+// when it has none. No lock is held.
+std::vector<std::string> host_ask_dns(const char *name);
+// The texts that this host's interfaces add to its group; none while reverse look-ups are banned.
+std::vector<std::string> host_interface_texts();
+// The cluster layer's test of a name.
+bool host_is_virtual(const char *name);
+
 // "localhost" and its like by name; not the numeric ones and not the own name.
 bool host_is_alias_name(const char *name);
 
