@@ -28,7 +28,7 @@ struct identity {
 };
 
 bool get_groups(XDR &in, std::vector<std::string> &groups) {
-  std::uint32_t count;
+  std::uint32_t count = 0;
   if (!in.get_u32(count) || count > GROUPS_MAX) return false;
   for (std::uint32_t i = 0; i < count; i++) {
     std::string name;
@@ -172,7 +172,7 @@ bool auth_challenge(lab_exchange &call) {
 
 bool auth_request(lab_exchange &call) {
   std::string service;
-  bool more;
+  bool more = false;
   if (!call.in.get_counted(service, TEXT_MAX) || !call.in.get_bool(more)) return false;
   std::vector<identity> identities;
   while (more) {
@@ -204,7 +204,7 @@ bool auth_request(lab_exchange &call) {
 }
 
 bool auth_renewal(lab_exchange &call) {
-  bool present;
+  bool present = false;
   std::string credential;
   if (!call.in.get_bool(present) || (present && !call.in.get_counted(credential, OPAQUE_AUTH_MAX)))
     return false;

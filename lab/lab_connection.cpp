@@ -81,12 +81,20 @@ lab_connection::lab_connection(lab_state &lab, const lab_program &program, lab_s
 }
 
 void lab_connection::interrupt() {
+  std::lock_guard lock(closing_);
   shutdown(socket_.fd(), SHUT_RDWR);
 }
 
 void lab_connection::reset() {
+  hard_ = true;
   linger hard{1, 0};
   setsockopt(socket_.fd(), SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+}
+
+void lab_connection::close_socket() {
+  std::lock_guard lock(closing_);
+  if (!hard_) shutdown(socket_.fd(), SHUT_RDWR);
+  socket_ = lab_socket();
 }
 
 void lab_connection::serve() {
@@ -113,8 +121,7 @@ void lab_connection::serve() {
     wait_before(lab_, struck);
     if (lab_.stopping || !send_reply(reply, struck)) break;
   }
-  shutdown(socket_.fd(), SHUT_RDWR);
-  socket_ = lab_socket();
+  close_socket();
   event.event = "close";
   if (lab_.log.wanted()) lab_.log.add(event);
 }

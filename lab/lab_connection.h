@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -32,12 +33,15 @@ class lab_connection {
   bool send_reply(const lab_reply &reply, const lab_fault &fault);
   bool send_plain(const lab_reply &reply);
   bool send_bytes(std::string bytes, std::optional<unsigned> trickle_ms);
-  // Closes so that the peer sees a reset.
+  // Lets the close be seen as a reset by the peer.
   void reset();
+  void close_socket();
 
   lab_state &lab_;
   const lab_program &program_;
+  std::mutex closing_;  // guards the closing of socket_ against interrupt()
   lab_socket socket_;
+  bool hard_ = false;  // no orderly end
   std::uint64_t number_;
   fault_connection place_;
   std::string input_;  // bytes that have come, from input_at_ on

@@ -206,7 +206,7 @@ namespace {
 
 std::string unix_user(const lab_auth &credential) {
   xdr_memory_reader body(credential.body);
-  std::uint32_t stamp, uid;
+  std::uint32_t stamp = 0, uid = 0;
   std::string machine;
   if (!body.get_u32(stamp) || !body.get_counted(machine, 255) || !body.get_u32(uid)) return {};
   return "uid " + std::to_string(uid);

@@ -23,7 +23,7 @@ bool get_auth(XDR &in, lab_auth &auth) {
 }
 
 bool get_header(XDR &in, call_header &header) {
-  std::uint32_t direction;
+  std::uint32_t direction = 0;
   return in.get_u32(header.xid) && in.get_u32(direction) && direction == MSG_CALL &&
          in.get_u32(header.rpc_version) && in.get_u32(header.program) &&
          in.get_u32(header.version) && in.get_u32(header.procedure) &&

@@ -70,8 +70,9 @@ class sample_maker {
     return volumes[random_.below(volumes.size())];
   }
 
-  static std::int32_t level_of_day(unsigned back, client_kind kind) {
-    switch (back % 7) {
+  // Each client has its own day for a full one; the first behind the server had it yesterday.
+  static std::int32_t level_of_day(unsigned back, std::size_t client, client_kind kind) {
+    switch ((back + client + 5) % 7) {
       case 0:
         return LEVEL_FULL;
       case 3:
@@ -92,7 +93,7 @@ class sample_maker {
         std::int64_t savetime = together ? evening - 3600 : at;
         if (client.kind != client_kind::filer)
           at += static_cast<std::int64_t>(random_.between(20, 300));
-        make_daily(client, client.savesets[i], savetime, level_of_day(back, client.kind));
+        make_daily(client, client.savesets[i], savetime, level_of_day(back, c, client.kind));
       }
     }
     make_server_run(back, day_start(back) + 23 * 3600);

@@ -14,7 +14,7 @@ namespace {
 constexpr std::int64_t PAGE_MAX = 8192;
 
 bool get_times(XDR &in, std::vector<std::int64_t> &times) {
-  std::uint32_t count;
+  std::uint32_t count = 0;
   if (!in.get_u32(count) || count > MMDB_LIST_MAX || count > in.remaining() / 8) return false;
   times.resize(count);
   return std::all_of(times.begin(), times.end(),
@@ -107,14 +107,14 @@ std::vector<const ss_row *> make_page(const lab_exchange &call, const range_requ
 }  // namespace
 
 bool mmdb_fetch_ids(lab_exchange &call) {
-  std::uint32_t count;
+  std::uint32_t count = 0;
   if (!call.in.get_u32(count) || count > MMDB_LIST_MAX || count > call.in.remaining() / 20)
     return false;
   std::vector<ksui> ids(count);
   for (ksui &id : ids) {
     if (!get_id(call.in, id)) return false;
   }
-  bool full;
+  bool full = false;
   if (!call.in.get_bool(full)) return false;
   if (call.telling) call.args.add_raw("ids", json_array(ids, tell_id)).add("full", full);
   if (!begin_list(call)) return true;
@@ -127,11 +127,11 @@ bool mmdb_fetch_ids(lab_exchange &call) {
 }
 
 bool mmdb_get_ss(lab_exchange &call) {
-  bool all, full;
+  bool all = false, full = false;
   std::string client, name;
   attrlist attrs;
-  std::int64_t time;
-  std::int32_t level;
+  std::int64_t time = 0;
+  std::int32_t level = 0;
   if (!call.in.get_bool(all) || !get_text(call.in, client) || !get_text(call.in, name) ||
       !xdr_get_optional_attrlist(call.in, attrs) || !call.in.get_i64(time) ||
       !call.in.get_i32(level) || !call.in.get_bool(full))
@@ -158,7 +158,7 @@ bool mmdb_get_ss(lab_exchange &call) {
 bool mmdb_get_ss_times_client(lab_exchange &call) {
   std::string client;
   std::vector<std::int64_t> times;
-  bool full;
+  bool full = false;
   if (!get_text(call.in, client) || !get_times(call.in, times) || !call.in.get_bool(full))
     return false;
   return answer_times(call, client, {}, times, full);
@@ -167,7 +167,7 @@ bool mmdb_get_ss_times_client(lab_exchange &call) {
 bool mmdb_get_ss_times(lab_exchange &call) {
   std::vector<std::int64_t> times;
   attrlist attrs;
-  bool full;
+  bool full = false;
   if (!get_times(call.in, times) || !xdr_get_optional_attrlist(call.in, attrs) ||
       !call.in.get_bool(full))
     return false;
@@ -182,7 +182,7 @@ bool mmdb_get_ss_range(lab_exchange &call) {
     if (call.fault.nodes) call.out.put_i32(0);
     return true;
   }
-  std::int32_t more;
+  std::int32_t more = 0;
   for (const ss_row *row : make_page(call, request, more))
     put_record(call, row->encoded, request.full);
   end_list(call);
@@ -232,7 +232,7 @@ bool mmdb_get_clients(lab_exchange &call) {
 }
 
 bool mmdb_get_clidmap(lab_exchange &call) {
-  bool present;
+  bool present = false;
   ksui id;
   std::string name;
   if (!call.in.get_bool(present) || (present && (!get_id(call.in, id) || !get_text(call.in, name))))

@@ -41,12 +41,12 @@ bool get_id(XDR &in, ksui &id) {
 }
 
 bool get_optional_id(XDR &in, ksui &id) {
-  bool present;
+  bool present = false;
   return in.get_bool(present) && (!present || get_id(in, id));
 }
 
 bool get_range(XDR &in, time_bounds &bounds) {
-  std::uint64_t from, to;
+  std::uint64_t from = 0, to = 0;
   if (!in.get_u64(from) || !in.get_u64(to) || !in.get_i64(bounds.count)) return false;
   bounds.from = static_cast<std::int64_t>(from);
   bounds.to = to == 0 || to > INT64_MAX ? INT64_MAX : static_cast<std::int64_t>(to);
@@ -54,7 +54,7 @@ bool get_range(XDR &in, time_bounds &bounds) {
 }
 
 bool get_optional_range(XDR &in, time_bounds &bounds) {
-  bool present;
+  bool present = false;
   return in.get_bool(present) && (!present || get_range(in, bounds));
 }
 

@@ -43,7 +43,7 @@ bool get_told_text(lab_exchange &call, std::string_view name, std::string &text)
 bool mmdb_get_vols_family(lab_exchange &call) {
   std::string family, type;
   flag_request flags;
-  bool full;
+  bool full = false;
   if (!get_told_text(call, "family", family) || !get_told_text(call, "type", type) ||
       !get_flags(call, flags) || !call.in.get_bool(full))
     return false;
@@ -54,7 +54,7 @@ bool mmdb_get_vols_family(lab_exchange &call) {
 
 bool mmdb_get_vol_id(lab_exchange &call) {
   ksui id;
-  bool full;
+  bool full = false;
   if (!get_optional_id(call.in, id) || !call.in.get_bool(full)) return false;
   if (call.telling) call.args.add_raw("volid", tell_id(id));
   return answer_volumes(
@@ -63,7 +63,7 @@ bool mmdb_get_vol_id(lab_exchange &call) {
 
 bool mmdb_get_vols_name(lab_exchange &call) {
   std::string volume;
-  bool full;
+  bool full = false;
   if (!get_told_text(call, "volume", volume) || !call.in.get_bool(full)) return false;
   return answer_volumes(call, full, [&](const vol_t &vol) { return fits(volume, vol.volume); });
 }
@@ -71,7 +71,7 @@ bool mmdb_get_vols_name(lab_exchange &call) {
 bool mmdb_get_vols_pool(lab_exchange &call) {
   std::string pool;
   flag_request flags;
-  bool full;
+  bool full = false;
   if (!get_told_text(call, "pool", pool) || !get_flags(call, flags) || !call.in.get_bool(full))
     return false;
   return answer_volumes(call, full, [&](const vol_t &vol) {
@@ -81,7 +81,7 @@ bool mmdb_get_vols_pool(lab_exchange &call) {
 
 bool mmdb_get_vols_barcode(lab_exchange &call) {
   std::string barcode;
-  bool full;
+  bool full = false;
   if (!get_told_text(call, "barcode", barcode) || !call.in.get_bool(full)) return false;
   return answer_volumes(call, full, [&](const vol_t &vol) { return vol.barcode == barcode; });
 }
@@ -89,7 +89,7 @@ bool mmdb_get_vols_barcode(lab_exchange &call) {
 bool mmdb_get_vols_location(lab_exchange &call) {
   std::string location;
   time_bounds range;
-  bool full;
+  bool full = false;
   if (!get_told_text(call, "location", location) || !get_range(call.in, range) ||
       !call.in.get_bool(full))
     return false;

@@ -83,7 +83,7 @@ bool get_ids(lab_exchange &call, std::vector<std::size_t> &places) {
   bool more = true;
   for (std::size_t n = 0; more; n++) {
     char id[RESID_SIZE];
-    std::uint32_t sequence;
+    std::uint32_t sequence = 0;
     if (n >= IDS_MAX || !call.in.get_bytes(id, sizeof id) || !call.in.get_u32(sequence) ||
         !call.in.get_bool(more))
       return false;
@@ -106,7 +106,7 @@ constexpr lab_procedure PROCEDURES[] = {
 }  // namespace
 
 bool rap_query(lab_exchange &call) {
-  std::uint32_t limit;
+  std::uint32_t limit = 0;
   attrlist wanted;
   if (!call.in.get_u32(limit) || !xdr_get_attrlist(call.in, wanted)) return false;
   if (call.telling) call.args.add("limit", limit).add_raw("query", tell_attrs(wanted));
@@ -122,7 +122,7 @@ bool rap_query(lab_exchange &call) {
 }
 
 bool rap_get(lab_exchange &call) {
-  std::uint32_t limit;
+  std::uint32_t limit = 0;
   std::vector<std::size_t> places;
   attrlist condition, wanted;
   if (!call.in.get_u32(limit) || !get_ids(call, places) ||

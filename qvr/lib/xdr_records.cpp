@@ -127,7 +127,7 @@ bool xdr_get_ss(XDR &xdr, arena &page, ss_t &ss) {
   ss.ssbrowse = tail.u32();
   ss.ssretent = tail.u32();
 
-  std::uint32_t count;
+  std::uint32_t count = 0;
   std::span<clone_t> clones;
   if (!xdr_get_packed(xdr, page, ss.attrs) || !xdr.get_u32(count) ||
       !xdr_get_items(xdr, page, count, CLONE_BYTES, clones,

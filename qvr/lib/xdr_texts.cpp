@@ -74,7 +74,7 @@ class series_gatherer {
     return true;
   }
   bool counted(std::uint32_t limit) {
-    std::uint32_t size;
+    std::uint32_t size = 0;
     if (!word(size) || size > limit) return false;
     for (std::size_t left = padded(size); left != 0;) {
       std::size_t have = bytes_.size(), step = std::min(left, XDR_TRUSTED_BYTES);
@@ -152,7 +152,7 @@ bool xdr_put_ids(XDR &xdr, std::span<const ksui> ids) {
 
 bool xdr_get_ids(XDR &xdr, arena &page, std::span<ksui> &ids) {
   static_assert(sizeof(ksui) == 20 && alignof(ksui) == 1);
-  std::uint32_t count;
+  std::uint32_t count = 0;
   if (!xdr.get_u32(count)) return false;
   std::size_t size = std::size_t{count} * sizeof(ksui);
   if (const std::uint8_t *at = size == 0 ? nullptr : xdr.inline_get(size)) {
@@ -173,7 +173,7 @@ bool xdr_put_times(XDR &xdr, std::span<const std::int64_t> times) {
 }
 
 bool xdr_get_times(XDR &xdr, arena &page, std::span<std::int64_t> &times) {
-  std::uint32_t count;
+  std::uint32_t count = 0;
   return xdr.get_u32(count) && xdr_get_items(xdr, page, count, 8, times,
                                              [&](std::int64_t &time) { return xdr.get_i64(time); });
 }

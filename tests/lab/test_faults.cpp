@@ -102,6 +102,25 @@ TEST_F(misbehaviour, connections_end_after_the_byte_that_was_told) {
   }
 }
 
+TEST_F(misbehaviour, an_end_may_be_a_reset) {
+  for (bool hard : {false, true}) {
+    SCOPED_TRACE(hard);
+    misbehave(hard ? "close=8,reset" : "close=8");
+    raw_client client = mmdb();
+    std::string call = client.message(0, "");
+    client.socket().put(
+        raw_out().u32(0x80000000 | static_cast<std::uint32_t>(call.size())).raw(call).bytes);
+    char byte;
+    ssize_t got = 1;
+    // A reset may overtake the bytes in front of it.
+    while (got > 0) got = recv(client.socket().fd(), &byte, 1, 0);
+    EXPECT_EQ(got, hard ? -1 : 0);
+    if (hard) {
+      EXPECT_EQ(errno, ECONNRESET);
+    }
+  }
+}
+
 TEST_F(misbehaviour, a_cut_counts_over_connections_and_strikes_again_at_the_same_byte) {
   // A null reply is 28 bytes with its mark: the third connection is cut at its byte 4.
   misbehave("cut=60,times=2");

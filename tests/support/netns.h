@@ -85,6 +85,8 @@ class private_host {
   // Moves the calling process in. It must have one thread; made of calls that are allowed between
   // fork and exec.
   bool enter() const {
+    // A sanitizer may have threads of its own here, which no mount namespace is shared with.
+    unshare(CLONE_FS);
     for (int fd : namespaces_) {
       if (setns(fd, 0) != 0) return false;
     }
