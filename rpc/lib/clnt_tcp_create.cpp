@@ -98,8 +98,8 @@ std::unique_ptr<CLIENT> tcp_request::create(int &socket) {
     set_create_err(RPC_SYSTEMERROR, saved);
     return nullptr;
   }
+  handle->set_auth_mask(auth_mask_for(address));
   if (own) {
-    handle->set_auth_mask(auth_mask_for(address));
     handle->own_socket();
     handle->set_nodelay(true);
   }

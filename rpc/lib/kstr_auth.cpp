@@ -84,6 +84,7 @@ errobj_t *kstr_auth(std::string_view server, CLIENT *client, std::string_view se
   exchange.words = &auth_words;
   exchange.passed_in = client;
   exchange.target.host = first_host(host);
+  exchange.local_name = host;
   exchange.target.program = KSTR_PROGRAM;
   exchange.target.version = KSTR_VERSION;
   read_number(parameters, "auth program number", exchange.target.program);
@@ -133,6 +134,7 @@ errobj_t *kstr_reauth(std::string_view server, CLIENT *client, std::string &blob
   exchange.words = &reauth_words;
   exchange.passed_in = client;
   exchange.target.host = first_host(host);
+  exchange.local_name = host;
   exchange.target.program = KSTR_PROGRAM;
   exchange.target.version = KSTR_VERSION;
   exchange.application = application;

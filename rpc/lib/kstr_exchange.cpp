@@ -111,7 +111,7 @@ kstr_exchange::outcome kstr_exchange::bind(CLIENT &client, bool own) {
 }
 
 kstr_exchange::outcome kstr_exchange::attempt(kstr_result &result) {
-  if (before) before(shown_host());
+  if (before) before(target.host.empty() && !local_name.empty() ? local_name : shown_host());
   answered_locally_ = target.host.empty() && local;
   if (answered_locally_) {
     errobj_t *error = local(result);

@@ -36,6 +36,7 @@ struct kstr_exchange {
   const kstr_words *words = nullptr;
   CLIENT *passed_in = nullptr;  // borrowed; null: connections of one's own
   kstr_target target;           // host (empty: this host), program and version to begin with
+  std::string local_name;       // what this host is called towards the auth server
   std::uint32_t mask = AUTH_METHOD_ALL;
   int application = 0;
   // Called before each attempt with the name of the auth server.

@@ -170,6 +170,8 @@ void rpc_stats_start(rpc_stats &stats, xdr_record_stream &stream, int socket, st
 
 void rpc_stats_stop(rpc_stats &stats, xdr_record_stream *stream, bool remove) {
   bool had_file = !stats.path_.empty();
+  // What stays behind shows the whole of the connection.
+  rpc_stats_dump(stats);
   stats.close_file();
   if (remove && had_file && !debug_marker("noremove")) unlink(stats.path_.c_str());
   stats.path_.clear();

@@ -70,7 +70,10 @@ socket_buffers_t socket_buffer_defaults(
 
 bool socket_buffers_apply(int socket, int send_size, int receive_size) {
   static const socket_buffers_t defaults = socket_buffer_defaults({});
-  if (send_size < 0 || receive_size < 0) return false;
+  if (send_size < 0 || receive_size < 0) {
+    errno = EINVAL;
+    return false;
+  }
   return apply(socket, SO_SNDBUF, send_size, defaults.send, "send") &&
          apply(socket, SO_RCVBUF, receive_size, defaults.receive, "recv");
 }

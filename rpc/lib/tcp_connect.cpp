@@ -182,7 +182,7 @@ int open_socket(const tcp_connect_t &request, failure_t &failure) {
              family == AF_INET6 ? "IPv6" : "IPv4", socket, port_of(local));
   }
   if (!socket_buffers_apply(socket, request.send_size, request.receive_size)) {
-    failure = {errno != 0 ? errno : EINVAL, true};
+    failure = {errno, true};
     ks_close(socket);
     return -1;
   }

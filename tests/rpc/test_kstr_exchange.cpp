@@ -149,7 +149,7 @@ TEST_F(kstr_server_of, a_granted_credential) {
   EXPECT_EQ(service, "qvrmmdbd");
   ASSERT_EQ(who.size(), 1u);
   EXPECT_EQ(who[0].application, 3u);
-  EXPECT_EQ(*attrlist_first(who[0].attributes, "auth server"), "localhost");
+  EXPECT_EQ(*attrlist_first(who[0].attributes, "auth server"), "127.0.0.1");
   EXPECT_EQ(in.remaining(), 0u);
 }
 
