@@ -2,7 +2,8 @@
 //
 // The line is elastic: columns are aligned as long as values fit, a value that overruns takes the
 // room from the columns behind it, and two values are always apart by a blank unless the second
-// begins with one. No line ends in blanks.
+// begins with one. What a line owes at its end is not written, but an empty last value is aligned
+// like any other, so that a row may end in blanks.
 #pragma once
 
 #include <array>

@@ -67,7 +67,8 @@ void rptout_emit_linear(rptout_t &out, std::string_view text, const report_colum
 // Text as it is.
 void rptout_print(rptout_t &out, std::string_view text);
 // Prints what the row has and is ready for the next. A printf string whose conversions do not
-// match the values prints message 126 or 127 and ends the process with status 1.
+// match the values prints message 126 or 127 and ends the process with status 1 at once: nothing
+// registered for the exit runs, since other threads may still be at work.
 void rptout_end_row(rptout_t &out);
 // Hands what is composed to the stream without ending a row.
 void rptout_flush(rptout_t &out);

@@ -63,7 +63,8 @@ void printf_value(rptout_t &out, std::string_view text, const report_column_t &)
 [[noreturn]] void mismatch_exit(rptout_t &out) {
   out.row.clear();
   std::fflush(out.stream);
-  std::exit(1);
+  // Records may still be on their way in other threads: what these use must not go under them.
+  std::_Exit(1);
 }
 
 void printf_end(rptout_t &out) {

@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include "fetch_volumes.h"
 #include "match.h"
 #include "records_for_test.h"
 #include "ss_flags.h"
@@ -171,6 +172,35 @@ TEST(match_fragments, the_volume_is_asked_for_only_when_it_is_needed) {
   auto nothing = [](const ksui &) -> const vol_t * { return nullptr; };
   EXPECT_FALSE(
       query_matcher(pool, {}, {}).fragment_matches(clone, clone.frags[1], nullptr, nothing));
+}
+
+// A walk passes a volume over only when nothing that the query wants can lie on it.
+TEST(match_volumes, too_early_an_access_is_proof) {
+  record_maker make;
+  vol_t *vol = make.volume(7, "TAPE");
+  const struct {
+    int line;
+    query_constraint_t qc;
+    std::int64_t access;
+    bool early;
+  } rows[] = {
+      {__LINE__, at_least("savetime", 100), 99, true},
+      {__LINE__, at_least("savetime", 100), 100, false},
+      {__LINE__, at_least("savetime", 100), 0x7fffffff, false},
+      {__LINE__, at_least("savetime", FOREVER), 0x7ffffffe, true},
+      {__LINE__, at_least("savetime", 100), 0, false},  // not known
+      {__LINE__, number_is("savetime", 100), 99, true},
+      {__LINE__, number_is("savetime", 100), 101, false},  // used again since
+      {__LINE__, at_most("savetime", 100), 5, false},
+      {__LINE__, between("ssaccess", 100, 200), 99, true},
+      {__LINE__, between("sscomp", 100, 200), 300, false},
+      {__LINE__, at_least("ssretent", 100), 99, false},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.line);
+    vol->volaccess = row.access;
+    EXPECT_EQ(accessed_too_early({at_least("nfiles", 1), row.qc}, *vol), row.early);
+  }
 }
 
 }  // namespace

@@ -103,6 +103,9 @@ TEST(layout, rows) {
        {{RPT_STRING, 3, "abc"}, {RPT_FLAGS, 2, ""}, {RPT_ID, 1, "z"}, {NEWLINE, 1, ""}},
        "abc  z\n"},
       {__LINE__, {{RPT_STRING, 3, "abc"}, {RPT_STRING, 9, ""}, {NEWLINE, 1, ""}}, "abc \n"},
+      // At the end of a line too they are aligned, where room that is only owed goes.
+      {__LINE__, {{RPT_STRING, 6, "abc"}, {RPT_STRING, 9, ""}, {NEWLINE, 1, ""}}, "abc   \n"},
+      {__LINE__, {{RPT_STRING, 6, "abc"}, {NEWLINE, 1, ""}}, "abc\n"},
       // A line end of width 3 leaves two empty lines; a new line owes nothing.
       {__LINE__,
        {{RPT_STRING, 1, "long"}, {NEWLINE, 3, ""}, {RPT_NUMBER, 3, "1"}, {NEWLINE, 1, ""}},
