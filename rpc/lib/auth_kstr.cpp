@@ -70,13 +70,13 @@ class auth_kstr final : public AUTH {
     if (short_.empty()) return false;
     const auto &fetch = rpc_thread_state().fetch_blob;
     if (fetch && ticket_) {
-      secret_text blob;
-      if (fetch(server_, blob.get()) != nullptr) {
+      xdr_memory_reader in(full_);
+      kstr_body body;
+      if (!xdr_get_kstr_body(in, body) || fetch(server_, body.blob) != nullptr) {
         KS_DEBUG(1, "authkstr_refresh to '%s' failed\n", server_.c_str());
+        secret_wipe(body.blob);
         return false;
       }
-      kstr_body body;
-      body.blob = blob.get();
       secret_wipe(full_);
       full_ = encoded(body);
       secret_wipe(body.blob);

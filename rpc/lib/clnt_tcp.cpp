@@ -108,8 +108,8 @@ clnt_stat clnt_tcp::rounds(std::uint32_t procedure, xdr_encoder encode, xdr_deco
     error = {};
     // What was asked for by a write whose channel has gone stays unsaid.
     if (channel_lost_) transport_.fail(RPC_CANTSEND, EPIPE);
-    transport_.begin_call();
     if (!send_call(procedure, encode, decode || !send_only)) return error.status;
+    transport_.begin_call();
     if (send_only) {
       if (decode) transport_.fail(RPC_TIMEDOUT, 0);
       return error.status;

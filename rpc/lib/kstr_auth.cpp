@@ -123,8 +123,9 @@ errobj_t *kstr_reauth(std::string_view server, CLIENT *client, std::string &blob
   if (blob.empty()) {
     std::string service = kstr_thread().service;
     kstr_target ignored;
-    return kstr_auth(server, client, service.empty() ? "qvrstat" : service, {}, -1, {}, nullptr,
-                     AUTH_METHOD_ALL, blob, ignored);
+    return kstr_auth(server.empty() ? std::string_view() : server, client,
+                     service.empty() ? "qvrstat" : service, {}, -1, {}, nullptr, AUTH_METHOD_ALL,
+                     blob, ignored);
   }
   if (!resolve_application(application, key)) return err_from_table(2, RPC_AUTHERROR);
 

@@ -31,8 +31,8 @@ void rpc_set_multi_subnet(bool on, int tcp_retry);
 
 struct rpc_thread_state_t {
   rpc_create_err_t create_error;
-  // One fetches a new credential blob for a server name, the other gives that name. Set by
-  // kstr_auth's set-up; empty until then.
+  // One fetches a credential blob for a server name, renewing the one that it is handed unless that
+  // is empty; the other gives that name. Set by kstr_auth's set-up; empty until then.
   std::function<errobj_t *(const std::string &server, std::string &blob)> fetch_blob;
   std::function<std::string()> server_name;
 };

@@ -346,6 +346,7 @@ bool tcp_transport::write_vector(const iovec *given, std::size_t count) {
       continue;
     }
     auto moved = static_cast<std::size_t>(sent);
+    cut_short_ = moved < parts[0].iov_len + parts[1].iov_len;
     note(stats.wrote, message.msg_iov, moved);
     if (moved > 0) since = clock::now();
     for (iovec &part : parts) {
@@ -361,6 +362,10 @@ bool tcp_transport::write_vector(const iovec *given, std::size_t count) {
 std::int64_t tcp_transport::write(const std::uint8_t *first, std::size_t first_size,
                                   const std::uint8_t *second, std::size_t second_size) {
   if (error.status != RPC_SUCCESS) return -1;
+  if (cut_short_) {
+    fail(RPC_CANTSEND, EPIPE);
+    return -1;
+  }
   auto part = [](const std::uint8_t *bytes, std::size_t size) {
     return iovec{const_cast<std::uint8_t *>(bytes), size};
   };

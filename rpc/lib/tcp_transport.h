@@ -41,8 +41,8 @@ class tcp_transport {
   std::int64_t write(const std::uint8_t *first, std::size_t first_size, const std::uint8_t *second,
                      std::size_t second_size);
 
-  // The call's time runs from here on; bytes that arrive count as progress only once its own reply
-  // has begun.
+  // A call has been sent: its time runs from here on, and bytes that arrive count as progress only
+  // once its own reply has begun.
   void begin_call();
   void begin_reply();
   // It was no reply after all: the time since the call was sent counts again.
@@ -88,6 +88,7 @@ class tcp_transport {
   clock::time_point last_exit_{};
   bool in_reply_ = false;
   std::uint64_t begun_ = 0;
+  bool cut_short_ = false;  // a write ended inside its bytes: the peer is out of step
   std::uint8_t peeked_[4] = {};
   std::size_t peeked_count_ = 0;
 };

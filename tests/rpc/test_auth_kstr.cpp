@@ -134,6 +134,7 @@ TEST(auth_kstr_handle, blobs_from_the_callback) {
   thread.fetch_blob = [&](const std::string &server_name, std::string &blob) -> errobj_t * {
     fetched++;
     EXPECT_EQ(server_name, "vault");
+    EXPECT_EQ(blob.empty(), fetched == 1) << "what is there is renewed";
     blob = sealed_blob("vault") + word(static_cast<std::uint32_t>(fetched));
     return fail ? err_from_table(2, 5) : nullptr;
   };
