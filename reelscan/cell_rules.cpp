@@ -114,7 +114,7 @@ std::uint64_t shown_delta(std::uint32_t delta) {
 std::uint64_t limit(bool forever, const ss_t &ss, std::uint32_t delta) {
   if (forever) return 0x7fffffff;
   if (delta == DELTA_FOREVER) return 4294967295;
-  return static_cast<std::uint64_t>(ss.ssinsert) + delta;
+  return static_cast<std::uint64_t>(ss_limit(ss, delta));
 }
 
 std::uint64_t browse_limit(use u) {

@@ -22,7 +22,7 @@ std::string in_short(const ksui &id) {
 }
 
 std::int64_t browse_limit(const ss_t &ss) {
-  return ss.ssbrowse == DELTA_FOREVER ? TIME_FOREVER_32 : ss.ssinsert + ss.ssbrowse;
+  return ss.ssbrowse == DELTA_FOREVER ? TIME_FOREVER_32 : ss_limit(ss, ss.ssbrowse);
 }
 
 std::int64_t retention_limit(const ss_t &ss) {

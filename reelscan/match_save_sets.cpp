@@ -40,7 +40,7 @@ std::int64_t expiry(const ss_subject_t &s) {
 template <auto Delta>
 std::int64_t limit(const ss_subject_t &s) {
   std::uint32_t delta = s.ss.*Delta;
-  return delta == DELTA_FOREVER ? TIME_FOREVER_32 : s.ss.ssinsert + delta;
+  return delta == DELTA_FOREVER ? TIME_FOREVER_32 : ss_limit(s.ss, delta);
 }
 std::int64_t clone_limit(const ss_subject_t &s) {
   return clone_retention_time(s.ss, s.clone);

@@ -64,7 +64,9 @@ summary_times_t summary_times() {
 }
 
 void summary_count(const ss_t &ss, const summary_terms_t &terms, summary_counts &counts) {
-  usage_counter one{ss.nfiles, 1, ss.totalsize > EMPTY_SIZE ? (ss.totalsize + 1023) / 1024 : 0};
+  // Rounded up without leaving 64 bits.
+  std::uint64_t kilobytes = ss.totalsize / 1024 + (ss.totalsize % 1024 != 0 ? 1 : 0);
+  usage_counter one{ss.nfiles, 1, ss.totalsize > EMPTY_SIZE ? kilobytes : 0};
   counts[BUCKET_ALL].add(one);
   counts[kind_of(ss)].add(one);
   if (ss.totalsize <= EMPTY_SIZE) counts[BUCKET_EMPTY].add(one);

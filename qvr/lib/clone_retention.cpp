@@ -53,6 +53,11 @@ std::int64_t clone_retention_time(const ss_t &ss, const clone_t *clone) {
   return retention.delta == 0 ? 0 : time_add(retention.delta, retention.base);
 }
 
+std::int64_t ss_limit(const ss_t &ss, std::uint32_t delta) {
+  std::int64_t sum;
+  return __builtin_add_overflow(ss.ssinsert, std::int64_t{delta}, &sum) ? TIME_FOREVER : sum;
+}
+
 bool ss_browse_forever(const ss_t &ss) {
   return says_yes(ss, "*QVR_OLD_FOREVER_BROWSE_TIME") ||
          says_yes(ss, "*QVR_NEW_FOREVER_BROWSE_TIME");

@@ -21,6 +21,9 @@ retention_t clone_retention(const ss_t &ss, const clone_t *clone);
 // The time at which the clone's retention ends; 0 for a delta of 0.
 std::int64_t clone_retention_time(const ss_t &ss, const clone_t *clone);
 
+// The plain sum of the save set's time of insertion and the delta; forever where it leaves 64 bits.
+std::int64_t ss_limit(const ss_t &ss, std::uint32_t delta);
+
 // True when the record's attributes say that its browse or retention limit is forever, whatever
 // ssbrowse and ssretent hold.
 bool ss_browse_forever(const ss_t &ss);

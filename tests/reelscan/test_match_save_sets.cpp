@@ -89,6 +89,12 @@ TEST_F(match_save_sets, numbers_times_and_durations) {
       {__LINE__, number_is("ssretent", FOREVER), retent(50), false},
       {__LINE__, at_most("ssbrowse", 2050), browse(50), true},
       {__LINE__, at_most("ssbrowse", 2049), browse(50), false},
+      {__LINE__, at_least("ssbrowse", FOREVER),
+       [](ss_t &ss) {
+         ss.ssinsert = FOREVER - 5;
+         ss.ssbrowse = 6;
+       },
+       true},
       {__LINE__, number_is("ssexp", 0), retent(0), true},
       {__LINE__, number_is("ssexp", 2050), retent(50), true},
       {__LINE__, at_least("ssexp", FOREVER), retent(0xffffffff), true},

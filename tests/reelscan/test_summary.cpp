@@ -47,6 +47,7 @@ TEST(summary, buckets) {
       {__LINE__, save_set(0, 5), {BUCKET_FULL}, 1},
       {__LINE__, save_set(0, 4), {BUCKET_FULL, BUCKET_EMPTY}, 0},
       {__LINE__, save_set(10, 1025), {BUCKET_INCREMENTAL}, 2},
+      {__LINE__, save_set(10, UINT64_MAX), {BUCKET_INCREMENTAL}, std::uint64_t{1} << 54},
       {__LINE__, save_set(3, 1024), {BUCKET_INTERMEDIATE}, 1},
       {__LINE__, save_set(-9, 1024), {BUCKET_INTERMEDIATE}, 1},
       {__LINE__, save_set(-2, 1024), {BUCKET_ADHOC}, 1},
