@@ -46,6 +46,22 @@ void add_clock(std::int64_t second_of_day, cell_text &out) {
   add_two(seconds % 60, out);
 }
 
+// Year, month and day of a local day since 1970, in the Gregorian calendar (ISO 8601).
+void add_iso_date(std::int64_t day, cell_text &out) {
+  std::int64_t shifted = day + 719468;  // from 0000-03-01
+  std::int64_t era = floor_div(shifted, 146097);
+  auto of_era = static_cast<unsigned>(shifted - era * 146097);
+  unsigned year_of_era = (of_era - of_era / 1460 + of_era / 36524 - of_era / 146096) / 365;
+  unsigned of_year = of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+  unsigned from_march = (5 * of_year + 2) / 153;
+  unsigned month = from_march < 10 ? from_march + 3 : from_march - 9;
+  out.add_i64(era * 400 + year_of_era + (month <= 2 ? 1 : 0));
+  out.add('-');
+  add_two(month, out);
+  out.add('-');
+  add_two(of_year - (153 * from_march + 2) / 5 + 1, out);
+}
+
 }  // namespace
 
 time_cells::time_cells(bool iso, bool old_forever)
@@ -109,13 +125,22 @@ bool time_cells::quick_long(std::int64_t time, cell_text &out) {
   return true;
 }
 
+void time_cells::iso_time(std::int64_t time, cell_text &out) {
+  std::int64_t local;
+  if (local_seconds(time, local)) {
+    add_iso_date(floor_div(local, DAY), out);
+    out.add('T');
+    return add_clock(local - floor_div(local, DAY) * DAY, out);
+  }
+  char text[LONG_TEXT];
+  std::string_view date = date_iso_local(time, false, text);
+  out.add(date.empty() ? catalog_text(431, "-----no time-----") : date);
+}
+
 void time_cells::rsc_long_time(std::int64_t time, cell_text &out) {
   char text[LONG_TEXT];
   if (time <= 0) return out.add(undefined_);
-  if (iso_) {
-    std::string_view date = date_iso_local(time, false, text);
-    return out.add(date.empty() ? catalog_text(431, "-----no time-----") : date);
-  }
+  if (iso_) return iso_time(time, out);
   if (is_shown_old_forever(time)) {
     auto seconds = static_cast<std::time_t>(time);
     out.add('(');

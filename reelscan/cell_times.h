@@ -43,6 +43,7 @@ class time_cells {
   // The forms of a time above zero that is not forever; false when the caches do not serve.
   bool quick_long(std::int64_t time, cell_text &out);
   bool quick_date(std::int64_t time, cell_text &out);
+  void iso_time(std::int64_t time, cell_text &out);
   void stepped(std::int64_t time, std::int32_t width, cell_text &out);
   bool is_shown_old_forever(std::int64_t time) const;
 

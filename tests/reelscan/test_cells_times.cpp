@@ -82,10 +82,11 @@ TEST(cell_times, kept_days_agree_with_the_library) {
   for (const char *place : {"UTC", "Europe/Berlin", "America/New_York", "Asia/Kolkata",
                             "Australia/Lord_Howe", "Africa/Monrovia"}) {
     zone_guard zone(place);
-    time_cells times(false, false);
+    time_cells times(false, false), iso(true, false);
     for (int i = 0; i < 20000; i++) {
       std::int64_t span = i % 2 == 0 ? 400 * std::int64_t{86400} : 0x80000000;
       auto time = static_cast<std::int64_t>(random() % static_cast<std::uint64_t>(span)) + 1;
+      if (i % 7 == 0) time = static_cast<std::int64_t>(random() % 200000000000);
       if (i % 5 == 0) time = 1711846800 + static_cast<std::int64_t>(random() % 7200) - 3600;
       std::tm fields;
       auto seconds = static_cast<std::time_t>(time);
@@ -93,6 +94,9 @@ TEST(cell_times, kept_days_agree_with_the_library) {
       char whole[64], date[64];
       std::strftime(whole, sizeof whole, "%x %X", &fields);
       std::strftime(date, sizeof date, "%x", &fields);
+      char iso_text[64];
+      std::strftime(iso_text, sizeof iso_text, "%Y-%m-%dT%H:%M:%S", &fields);
+      ASSERT_EQ(long_time(iso, time), iso_text) << place << " " << time;
       ASSERT_EQ(long_time(times, time), whole) << place << " " << time;
       ASSERT_EQ(short_date(times, time), date) << place << " " << time;
       ASSERT_EQ(in_width(times, time, 9), date) << place << " " << time;
