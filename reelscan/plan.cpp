@@ -97,7 +97,7 @@ plan_t make_plan(const plan_facts_t &facts, query_constraints_t &constraints,
     plan.road = plan_road::key_query;
   } else if (by_key) {
     plan.road = plan_road::key_query;
-    plan.needs.detail |= plan.needs.volume;
+    plan.needs.detail |= plan.needs.volume || asks_volumes(constraints);
     plan_key_request(constraints, plan);
   } else {
     plan_volume_request(constraints, plan);

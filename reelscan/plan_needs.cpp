@@ -1,5 +1,7 @@
 #include "plan_needs.h"
 
+#include <algorithm>
+
 namespace qvr {
 
 namespace {
@@ -15,7 +17,7 @@ constexpr detail_row_t detail_rows[] = {
     {97, 97, true, false, false},  {101, 105, true, false, false},
 };
 
-constexpr int CODE_SAVESETS = 30, CODE_VOLID = 160;
+constexpr int CODE_SAVESETS = 30, CODE_VOLID = 160, CODE_TOTAL_MACHINE = 124;
 constexpr const char *ORDER_OF_SAVE_SETS = "mcntl";
 
 bool any_volume_column(const report_columns_t &columns) {
@@ -65,6 +67,12 @@ needs_t report_needs(const plan_facts_t &facts, const report_columns_t &columns)
   }
   if (needs.volume) needs.fragment_rows = false;
   return needs;
+}
+
+bool asks_volumes(const query_constraints_t &constraints) {
+  return std::any_of(constraints.begin(), constraints.end(), [](const query_constraint_t &qc) {
+    return is_volume_code(qc.qc_mr->mr_id) && qc.qc_mr->mr_id != CODE_TOTAL_MACHINE;
+  });
 }
 
 void plan_rows(const plan_facts_t &facts, const query_constraints_t &constraints,

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "dates.h"
+#include "plan_needs.h"
 #include "ss_flags.h"
 
 namespace qvr {
@@ -178,7 +179,7 @@ bool plan_attribute_request(const plan_facts_t &facts, query_constraints_t &cons
     fill_page(constraints, plan);
   else
     fill_query(constraints, plan);
-  needs.detail |= needs.volume;
+  needs.detail |= needs.volume || asks_volumes(constraints);
   plan.request.full = needs.detail;
   return true;
 }
