@@ -25,6 +25,7 @@ struct served_call {
   std::uint32_t flavor = 0;
   std::string credential;
   std::string arguments;
+  std::string raw;     // the whole record
   int connection = 0;  // counted from 1
 };
 
@@ -143,6 +144,7 @@ class script_server {
   }
   served_call parse(const std::string &bytes) {
     served_call call;
+    call.raw = bytes;
     call.xid = word_at(bytes, 0);
     call.program = word_at(bytes, 12);
     call.version = word_at(bytes, 16);

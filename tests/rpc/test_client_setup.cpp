@@ -1,0 +1,221 @@
+// How handles are made: names and rounds, buffers, modes, messages; and replies in clear on an
+// encrypted channel.
+#include <gtest/gtest.h>
+#include <netinet/tcp.h>
+
+#include <cerrno>
+#include <map>
+
+#include "clnt_create.h"
+#include "clnt_error.h"
+#include "clnt_tcp.h"
+#include "fake_resolver.h"
+#include "kstr_auth.h"
+#include "pmap_cache.h"
+#include "rpc_state.h"
+#include "script_server.h"
+#include "socket_buffers.h"
+#include "tcp_connect.h"
+
+namespace qvr {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(clear_replies, one_reply_in_plain_and_the_next_one_enciphered) {
+  int calls = 0;
+  script_server server([&](served_connection &to, const served_call &call) {
+    calls++;
+    // The cipher text is a length and the XORed bytes.
+    std::string plain = call.raw.substr(4);
+    for (char &byte : plain) byte = static_cast<char>(byte ^ 0x5a);
+    auto xid = XDR::load32(reinterpret_cast<const std::uint8_t *>(plain.data()));
+    std::string reply = reply_head(xid) + word(static_cast<std::uint32_t>(calls));
+    if (calls == 1) {
+      to.send(record(reply));
+    } else if (calls == 2) {
+      to.send(test_cipher::fragment(reply, true));
+    } else if (calls == 3) {
+      to.send(record(reply).substr(0, 10));
+      to.closing = true;
+    }
+  });
+  int socket = -1;
+  auto client = clnt_tcp_create(server.address, 1, 1, socket, 0, 0);
+  ASSERT_TRUE(client);
+  test_cipher cipher;
+  ASSERT_TRUE(client->stream()->crypt_on(cipher.ops()));
+  ASSERT_TRUE(client->set_encrypted());
+  std::uint32_t result = 0;
+  auto decode = [&](XDR &xdr) { return xdr.get_u32(result); };
+  ASSERT_TRUE(client->set_clear_reply());
+  EXPECT_EQ(client->call(1, {}, decode, 5s), RPC_SUCCESS);
+  EXPECT_EQ(result, 1u);
+  EXPECT_TRUE(client->stream()->encrypted()) << "taken up again";
+  EXPECT_EQ(client->call(1, {}, decode, 5s), RPC_SUCCESS);
+  EXPECT_EQ(result, 2u);
+  // However such a call ends, nothing goes out in plain behind it.
+  ASSERT_TRUE(client->set_clear_reply());
+  EXPECT_EQ(client->call(1, {}, decode, 5s), RPC_CANTRECV);
+  int encrypted = cipher.encrypted;
+  EXPECT_EQ(client->call(1, {}, decode, 5s) == RPC_SUCCESS, false);
+  EXPECT_TRUE(client->stream()->encrypted() || cipher.encrypted == encrypted);
+}
+
+TEST(create_by_host, addresses_and_rounds) {
+  script_server server([](served_connection &to, const served_call &call) {
+    to.send(record(reply_head(call.xid)));
+  });
+  std::uint16_t port = ntohs(reinterpret_cast<sockaddr_in &>(server.address).sin_port);
+  test::fake_resolver resolver;
+  resolver.interface_addresses = {"127.0.0.1", "127.0.0.2"};
+  resolver.hosts["localhost"] = {"", {"127.0.0.1"}, 0};
+  resolver.hosts["vault"] = {"", {"127.0.0.1"}, 0};
+  resolver.hosts["gone"] = {"", {"127.0.0.2"}, 0};
+  struct row {
+    int line;
+    const char *host, *protocol;
+    bool multi_subnet;
+    clnt_stat status;
+    std::string waits;  // what the debug lines say of them
+    std::chrono::seconds timeout;
+  };
+  const row rows[] = {
+      {__LINE__, "", "", false, RPC_SUCCESS, "", 30s},
+      {__LINE__, "LOOPBACK", "TCP", false, RPC_SUCCESS, "", 30s},
+      {__LINE__, "vault", "tcp", true, RPC_SUCCESS, "", 30s},
+      {__LINE__, "nowhere", "tcp", false, RPC_UNKNOWNHOST, "", 0s},
+      {__LINE__, "vault", "Tcp4", false, RPC_UNKNOWNPROTO, "", 0s},
+      {__LINE__, "gone", "tcp", false, RPC_SYSTEMERROR, "", 0s},
+      {__LINE__, "gone", "tcp", true, RPC_SYSTEMERROR, "4. 8. ", 0s},
+  };
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    // The look-up is answered by the cache, which a refused connection empties.
+    pmap_cache_forget();
+    pmap_cache_add({KSTR_PROGRAM, 1, IPPROTO_TCP, port});
+    rpc_set_multi_subnet(r.multi_subnet, 3);
+    test::caught_messages caught;
+    debug_set_mask(1u << 4);
+    auto client = clnt_create_host(r.host, KSTR_PROGRAM, 1, r.protocol, 0, 0, CLNT_QUIET);
+    debug_set_mask(0);
+    std::string said = caught.text(), waits;
+    for (std::size_t at = 0; (at = said.find("Next wait time ", at)) != std::string::npos;) {
+      at += 15;
+      waits += said.substr(at, said.find('\n', at) - at) + " ";
+    }
+    EXPECT_EQ(waits, r.waits);
+    EXPECT_EQ(client != nullptr, r.status == RPC_SUCCESS);
+    if (client) {
+      EXPECT_EQ(client->timeout(), r.timeout);
+    } else {
+      EXPECT_EQ(clnt_create_err().status, r.status);
+    }
+  }
+  rpc_set_multi_subnet(false, 0);
+  pmap_cache_forget();
+}
+
+TEST(connect_failures, messages_in_order) {
+  sockaddr_storage nobody;
+  {
+    script_server server([](served_connection &, const served_call &) {});
+    nobody = server.address;
+  }
+  test::fake_resolver resolver;
+  for (bool quiet : {false, true}) {
+    test::caught_messages caught;
+    tcp_connect_t request;
+    request.address = nobody;
+    request.quiet = quiet;
+    EXPECT_EQ(tcp_connect(request), -1);
+    std::vector<std::int32_t> ids;
+    for (const errobj_t &message : caught.taken()) ids.push_back(message.message.id);
+    EXPECT_EQ(ids, quiet ? std::vector<std::int32_t>{}
+                         : (std::vector<std::int32_t>{173680, 172088, 173677}));
+  }
+}
+
+TEST(socket_buffers, defaults_by_the_environment) {
+  struct row {
+    int line;
+    std::map<std::string, const char *> variables;
+    int send, receive;  // -1: what a fresh socket decides
+  };
+  const row rows[] = {
+      {__LINE__, {}, -1, -1},
+      {__LINE__, {{"QVR_SOCK_BUF_UNSET", "yes"}, {"QVR_SOCK_BUF_SIZE", "5000"}}, 0, 0},
+      {__LINE__, {{"QVR_SOCK_BUF_UNSET", "no"}, {"QVR_SOCK_BUF_SIZE", "5000"}}, 5000, 5000},
+      {__LINE__, {{"QVR_SOCK_BUF_SIZE", "5000"}, {"QVR_SOCK_RECVBUF_SIZE", "7000"}}, 5000, 7000},
+      {__LINE__, {{"QVR_SOCK_SENDBUF_SIZE", "6000"}}, 6000, -1},
+      {__LINE__, {{"QVR_SOCK_BUF_SIZE", "-1"}, {"QVR_SOCK_SENDBUF_SIZE", "0"}}, -1, -1},
+  };
+  auto fresh = [](int option) {
+    int fd = socket(AF_INET, SOCK_STREAM, 0), size = 0;
+    socklen_t length = sizeof size;
+    getsockopt(fd, SOL_SOCKET, option, &size, &length);
+    close(fd);
+    return size <= 262144 ? 262144 : 0;
+  };
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    auto sizes = socket_buffer_defaults([&](const char *name) -> const char * {
+      auto at = r.variables.find(name);
+      return at != r.variables.end() ? at->second : nullptr;
+    });
+    EXPECT_EQ(sizes.send, r.send == -1 ? fresh(SO_SNDBUF) : r.send);
+    EXPECT_EQ(sizes.receive, r.receive == -1 ? fresh(SO_RCVBUF) : r.receive);
+  }
+}
+
+TEST(blocking_mode, words) {
+  EXPECT_EQ(rpc_io_mode_from("must", RPC_IO_TRUE), RPC_IO_MUST);
+  EXPECT_EQ(rpc_io_mode_from("False", RPC_IO_TRUE), RPC_IO_FALSE);
+  EXPECT_EQ(rpc_io_mode_from("TRUE", RPC_IO_FALSE), RPC_IO_TRUE);
+  EXPECT_EQ(rpc_io_mode_from("maybe", RPC_IO_MUST), RPC_IO_MUST);
+  EXPECT_EQ(rpc_io_mode_from(nullptr, RPC_IO_TRUE), RPC_IO_TRUE);
+}
+
+// With each mode, a handle without a time-out and one with it get their answers.
+TEST(blocking_mode, sockets_follow) {
+  struct row {
+    int line;
+    rpc_io_mode mode;
+    bool forever, peek, cancel;
+    bool blocking;
+  };
+  const row rows[] = {
+      {__LINE__, RPC_IO_TRUE, false, false, false, false},
+      {__LINE__, RPC_IO_TRUE, true, false, false, true},
+      {__LINE__, RPC_IO_TRUE, true, true, false, true},
+      {__LINE__, RPC_IO_TRUE, true, false, true, false},
+      {__LINE__, RPC_IO_FALSE, true, false, false, true},
+      {__LINE__, RPC_IO_FALSE, true, true, false, false},
+      {__LINE__, RPC_IO_MUST, false, false, false, true},
+      {__LINE__, RPC_IO_MUST, true, true, true, true},
+  };
+  script_server server([](served_connection &to, const served_call &call) {
+    to.stall(5ms);
+    to.send(record(reply_head(call.xid)));
+  });
+  rpc_io_mode before = get_rpc_io_mode();
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    set_rpc_io_mode(r.mode);
+    int socket = -1;
+    auto client = clnt_tcp_create(server.address, 1, 1, socket, 0, 0);
+    ASSERT_TRUE(client);
+    auto &handle = dynamic_cast<clnt_tcp &>(*client);
+    handle.set_peek_on_write(r.peek);
+    if (r.cancel) {
+      client->set_poll(1ms, {[](const std::chrono::microseconds *, void *) { return false; }, 0});
+    }
+    if (r.forever) client->set_no_timeout();
+    EXPECT_EQ(client->call(1, {}, {}, 5s), RPC_SUCCESS);
+    EXPECT_EQ(handle.transport().blocking_state, r.blocking ? 1 : 0);
+  }
+  set_rpc_io_mode(before);
+}
+
+}  // namespace
+}  // namespace qvr
