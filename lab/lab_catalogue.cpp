@@ -115,6 +115,7 @@ void lab_catalogue::finish() {
     by_short_id_.emplace_back(savesets_[i].ssid.word(1), i);
   }
   std::sort(by_short_id_.begin(), by_short_id_.end());
+  add_unlisted_clients();
   for (vol_row &row : volumes_) {
     vol_t whole = row.record;
     std::vector<ksui> &ids = on_volume_[row.record.volid];
@@ -129,6 +130,19 @@ void lab_catalogue::finish() {
     if (a.record.timestamp != b.record.timestamp) return a.record.timestamp < b.record.timestamp;
     return a.record.hist_id.bytes < b.record.hist_id.bytes;
   });
+}
+
+// A client that owns save sets is known, listed or not.
+void lab_catalogue::add_unlisted_clients() {
+  text_table listed(true);
+  std::uint32_t number;
+  for (const lab_client &client : clients_) listed.number_of(client.name);
+  for (const std::vector<std::uint32_t> &rows : by_client_) {
+    if (rows.empty()) continue;
+    const ss_row &row = savesets_[rows.front()];
+    const std::string &name = client_texts_.text(row.client);
+    if (!name.empty() && !listed.find(name, number)) clients_.push_back({clientid_of(row), name});
+  }
 }
 
 std::span<const std::uint32_t> lab_catalogue::savesets_of(std::string_view client) const {

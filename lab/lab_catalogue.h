@@ -108,6 +108,7 @@ class lab_catalogue final : public catalogue_sink {
  private:
   using short_id = std::pair<std::uint32_t, std::uint32_t>;  // short id, row
   std::pair<const short_id *, const short_id *> short_ids(std::uint32_t number) const;
+  void add_unlisted_clients();
   encoded_record keep(std::string_view bytes, std::size_t last_array);
 
   struct id_hash {
