@@ -3,7 +3,7 @@
 
 #include "installation.h"
 #include "lab_catalogue.h"
-#include "tirpc_client.h"
+#include "tirpc_lab_client.h"
 
 namespace qvr::test {
 namespace {
@@ -50,7 +50,7 @@ class tirpc_peer : public testing::Test {
 TEST_F(tirpc_peer, finds_the_daemons_over_both_transports) {
   for (bool udp : {false, true}) {
     SCOPED_TRACE(udp ? "udp" : "tcp");
-    tirpc_client mapper(lab_.port(), 100000, 2, udp);
+    tirpc_lab_client mapper(lab_.port(), 100000, 2, udp);
     EXPECT_EQ(mapper.null(), 0);
     std::vector<std::array<unsigned long, 4>> rows;
     EXPECT_EQ(mapper.pmap_dump(rows), 0);
@@ -58,7 +58,7 @@ TEST_F(tirpc_peer, finds_the_daemons_over_both_transports) {
     std::uint16_t port = 0;
     EXPECT_EQ(mapper.pmap_getport(390107, 6, 6, port), 0);
     EXPECT_EQ(port, lab_.port("qvrmmdbd"));
-    tirpc_client wrong(lab_.port(), 100000, 3, udp);
+    tirpc_lab_client wrong(lab_.port(), 100000, 3, udp);
     EXPECT_EQ(wrong.null(), 9);  // version mismatch
   }
 }
@@ -67,7 +67,7 @@ TEST_F(tirpc_peer, reads_records_in_fragments_of_any_size) {
   for (unsigned bytes : {0u, 1u, 2u, 3u, 7u, 4096u, 1u << 20}) {
     SCOPED_TRACE(bytes);
     if (bytes != 0) fragments_of(bytes);
-    tirpc_client client(lab_.port("qvrmmdbd"), 390107, 6, false);
+    tirpc_lab_client client(lab_.port("qvrmmdbd"), 390107, 6, false);
     EXPECT_EQ(client.null(), 0);
     for (bool full : {false, true}) {
       std::vector<tirpc_volume> list;

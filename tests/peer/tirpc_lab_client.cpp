@@ -1,4 +1,4 @@
-#include "tirpc_client.h"
+#include "tirpc_lab_client.h"
 
 #include <arpa/inet.h>
 #include <rpc/rpc.h>
@@ -105,8 +105,8 @@ bool_t get_volumes(XDR *xdr, std::vector<tirpc_volume> *list) {
 
 }  // namespace
 
-tirpc_client::tirpc_client(std::uint16_t port, std::uint32_t program, std::uint32_t version,
-                           bool udp) {
+tirpc_lab_client::tirpc_lab_client(std::uint16_t port, std::uint32_t program, std::uint32_t version,
+                                   bool udp) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
@@ -120,26 +120,26 @@ tirpc_client::tirpc_client(std::uint16_t port, std::uint32_t program, std::uint3
   client->cl_auth = authunix_create_default();
 }
 
-tirpc_client::~tirpc_client() {
+tirpc_lab_client::~tirpc_lab_client() {
   if (client_ == nullptr) return;
   auth_destroy(handle(client_)->cl_auth);
   clnt_destroy(handle(client_));
 }
 
-int tirpc_client::null() {
+int tirpc_lab_client::null() {
   return clnt_call(handle(client_), NULLPROC, routine(xdr_void), nullptr, routine(xdr_void),
                    nullptr, TIMEOUT);
 }
 
-int tirpc_client::pmap_getport(std::uint32_t program, std::uint32_t version, std::uint32_t protocol,
-                               std::uint16_t &port) {
+int tirpc_lab_client::pmap_getport(std::uint32_t program, std::uint32_t version,
+                                   std::uint32_t protocol, std::uint16_t &port) {
   struct pmap row = {program, version, protocol, 0};
   return clnt_call(handle(client_), PMAPPROC_GETPORT, routine(xdr_pmap),
                    reinterpret_cast<char *>(&row), routine(xdr_u_short),
                    reinterpret_cast<char *>(&port), TIMEOUT);
 }
 
-int tirpc_client::pmap_dump(std::vector<std::array<unsigned long, 4>> &rows) {
+int tirpc_lab_client::pmap_dump(std::vector<std::array<unsigned long, 4>> &rows) {
   struct pmaplist *head = nullptr;
   int status = clnt_call(handle(client_), PMAPPROC_DUMP, routine(xdr_void), nullptr,
                          routine(xdr_pmaplist), reinterpret_cast<char *>(&head), TIMEOUT);
@@ -150,8 +150,8 @@ int tirpc_client::pmap_dump(std::vector<std::array<unsigned long, 4>> &rows) {
   return status;
 }
 
-int tirpc_client::volumes_by_name(const std::string &name, bool full,
-                                  std::vector<tirpc_volume> &list) {
+int tirpc_lab_client::volumes_by_name(const std::string &name, bool full,
+                                      std::vector<tirpc_volume> &list) {
   name_argument argument = {&name, full};
   return clnt_call(handle(client_), 65, routine(put_name), reinterpret_cast<char *>(&argument),
                    routine(get_volumes), reinterpret_cast<char *>(&list), TIMEOUT);

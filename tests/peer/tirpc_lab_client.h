@@ -18,12 +18,12 @@ struct tirpc_volume {
 };
 
 // A client handle of libtirpc over TCP or UDP, with AUTH_UNIX.
-class tirpc_client {
+class tirpc_lab_client {
  public:
-  tirpc_client(std::uint16_t port, std::uint32_t program, std::uint32_t version, bool udp);
-  ~tirpc_client();
-  tirpc_client(const tirpc_client &) = delete;
-  tirpc_client &operator=(const tirpc_client &) = delete;
+  tirpc_lab_client(std::uint16_t port, std::uint32_t program, std::uint32_t version, bool udp);
+  ~tirpc_lab_client();
+  tirpc_lab_client(const tirpc_lab_client &) = delete;
+  tirpc_lab_client &operator=(const tirpc_lab_client &) = delete;
 
   // Each answers with the status of the call, 0 for success.
   int null();
