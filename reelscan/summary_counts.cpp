@@ -68,7 +68,7 @@ void summary_count(const ss_t &ss, const summary_terms_t &terms, summary_counts 
   std::uint64_t kilobytes = ss.totalsize / 1024 + (ss.totalsize % 1024 != 0 ? 1 : 0);
   usage_counter one{ss.nfiles, 1, ss.totalsize > EMPTY_SIZE ? kilobytes : 0};
   counts[BUCKET_ALL].add(one);
-  counts[kind_of(ss)].add(one);
+  counts[static_cast<std::size_t>(kind_of(ss))].add(one);
   if (ss.totalsize <= EMPTY_SIZE) counts[BUCKET_EMPTY].add(one);
   if ((ss.ssflags & SS_RECOVERABLE) != 0) counts[BUCKET_PURGED].add(one);
   if (is_index(ss, terms)) counts[BUCKET_INDEX].add(one);

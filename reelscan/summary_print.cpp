@@ -120,7 +120,8 @@ void print_types(summary_lines &lines, const summary_counts &counts) {
   lines.column("fullfiles/incremental");
   lines.column("filesonline");
   for (const type_line_t &type : TYPE_LINES) {
-    lines.summary_print_row(counts[type.bucket], catalog_text(type.id, type.label));
+    lines.summary_print_row(counts[static_cast<std::size_t>(type.bucket)],
+                            catalog_text(type.id, type.label));
   }
 }
 
