@@ -107,10 +107,10 @@ TEST_P(matrix, golden) {
     // History takes no -a, and days near the clock's would be told by -X.
     if (words == "-h" && std::string_view(query).starts_with("-a"))
       query += std::string_view(query) == "-a" ? 2 : 3;
-    words += (words.empty() || *query == 0 ? "" : " ") + std::string(query);
-    if (words.find("-X") == 0 && words.find("savetime") == words.npos)
-      words += " -q savetime<2/1/2026";
-    if (words.find("-h") == 0 && words.find("-t") == words.npos) words += " -t 1/1/2026";
+    std::string_view asked = query;
+    if (words == "-X" && asked.find("savetime") == asked.npos) words += " -q savetime<2/1/2026";
+    if (words == "-h" && asked.find("-t") == asked.npos) words += " -t 1/1/2026";
+    words += (words.empty() || asked.empty() ? "" : " ") + std::string(query);
     text += told(calls, words);
     // The inventories take no query.
     if (std::string_view(option) == "-C" || std::string_view(option) == "-O") {
