@@ -83,8 +83,9 @@ errobj_t *kstr_answer_challenge(CLIENT &client, std::string_view password, kstr_
       challenge_timeout);
   if (status != RPC_SUCCESS) return clnt_error(client);
   if (error != nullptr) return error;
-  return kstr_login_digest(challenge, password, digest) ? nullptr
-                                                        : err_from_table(2, RPC_AUTHERROR);
+  bool made =
+      password.empty() ? sha1(challenge, digest) : kstr_login_digest(challenge, password, digest);
+  return made ? nullptr : err_from_table(2, RPC_AUTHERROR);
 }
 
 }  // namespace qvr

@@ -22,8 +22,8 @@ bool kstr_login_digest(std::string_view challenge, std::string_view password, ks
 errobj_t *kstr_login(CLIENT &client, std::string_view user, std::string_view password,
                      std::string_view text);
 
-// The auth server's own challenge (procedure 123), answered with the digest. An error object or
-// null.
+// The auth server's own challenge (procedure 123), answered with the digest; without a password it
+// is the digest of the challenge alone. An error object or null.
 errobj_t *kstr_answer_challenge(CLIENT &client, std::string_view password, kstr_digest &digest);
 
 }  // namespace qvr

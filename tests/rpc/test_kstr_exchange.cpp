@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
 
 #include "app_identity.h"
 #include "auth_methods.h"
@@ -11,7 +14,9 @@
 #include "kstr_auth.h"
 #include "kstr_blob.h"
 #include "kstr_exchange.h"
+#include "kstr_login.h"
 #include "kstr_state.h"
+#include "kstr_token.h"
 #include "pmap_cache.h"
 #include "script_server.h"
 #include "xdr_shared.h"
@@ -321,6 +326,107 @@ TEST_F(kstr_server_of, from_the_credential_to_the_target) {
   EXPECT_EQ(error->message.id, 141936);
   EXPECT_TRUE(err_is(error->code, 2, 13));
   EXPECT_EQ(slept_.count(), 0) << "a name that does not resolve is not waited for";
+}
+
+TEST_F(kstr_server_of, challenges_of_the_auth_server) {
+  struct row {
+    int line;
+    std::string answer;
+    std::string password;
+    std::string digest;  // in hex, worked out by another program; empty: an error
+  };
+  const row rows[] = {
+      {__LINE__, word(0) + "12345678", "secret", "ff8a49f751a7cbc8b82781c3fee30d8e5a469aa0"},
+      {__LINE__, word(1) + "12345678", "secret", "ff8a49f751a7cbc8b82781c3fee30d8e5a469aa0"},
+      {__LINE__, word(0) + "12345678", "", "7c222fb2927d828af22f592134e8932480637c0d"},
+      {__LINE__, word(2) + word(25007) + counted("no"), "secret", ""},
+      {__LINE__, word(3) + "12345678", "secret", ""},
+      {__LINE__, word(0) + "1234", "secret", ""},
+  };
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    serve({[&](const served_call &call) { return record(reply_head(call.xid) + r.answer); }});
+    auto client = open();
+    ASSERT_TRUE(client);
+    kstr_digest digest;
+    errobj_t *error = kstr_answer_challenge(*client, r.password, digest);
+    ASSERT_EQ(error == nullptr, !r.digest.empty());
+    EXPECT_EQ(server_->calls().at(0).procedure, 123u);
+    if (error != nullptr) continue;
+    std::string hex;
+    for (std::uint8_t byte : digest) {
+      char two[3];
+      std::snprintf(two, sizeof two, "%02x", byte);
+      hex += two;
+    }
+    EXPECT_EQ(hex, r.digest);
+  }
+}
+
+// What library start makes of a job's key or a user's token.
+TEST_F(kstr_server_of, sessions) {
+  struct row {
+    int line;
+    const char *key;    // of a job
+    const char *token;  // the user's file
+    bool answers;
+    std::uint32_t procedure;  // 0: nobody is asked
+    const char *attribute, *value;
+  };
+  const row rows[] = {
+      {__LINE__, "k1", nullptr, true, 10, "session ticket", "t1"},
+      {__LINE__, "k1", nullptr, false, 10, nullptr, nullptr},
+      {__LINE__, nullptr, "stored", true, 12, "auth security token", "t1"},
+      {__LINE__, nullptr, "stored", false, 12, "auth security token", "<invalid token>"},
+      {__LINE__, nullptr, nullptr, true, 0, nullptr, nullptr},
+  };
+  namespace fs = std::filesystem;
+  fs::path root = fs::temp_directory_path() / ("kstr_session_" + std::to_string(getpid()));
+  const identity_source &me = system_identity();
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    fs::remove_all(root);
+    fs::create_directories(root);
+    setenv("QVR_TOKENS_DIR", root.c_str(), 1);
+    if (r.key != nullptr) setenv("QVR session ticket key", r.key, 1);
+    if (r.token != nullptr) {
+      std::ofstream(root / (".qvrlogin." + me.user_name(me.effective_uid()))) << r.token;
+    }
+    serve({[&](const served_call &call) -> std::string {
+      if (!r.answers) return {};
+      xdr_memory_writer out;
+      attrlist tickets;
+      attrlist_set(tickets, "session ticket", "t1");
+      if (call.procedure == 10) {
+        EXPECT_TRUE(xdr_put_attrlist(out, tickets));
+      } else {
+        EXPECT_TRUE(out.put_counted("t1"));
+      }
+      return record(reply_head(call.xid) + out.bytes());
+    }});
+    kstr_session_start(false);
+    unsetenv("QVR session ticket key");
+    unsetenv("QVR_TOKENS_DIR");
+    auto calls = server_->calls();
+    ASSERT_EQ(calls.size(), r.procedure != 0 ? 1u : 0u);
+    if (r.procedure != 0) {
+      EXPECT_EQ(calls[0].procedure, r.procedure);
+      EXPECT_EQ(calls[0].arguments, counted(r.key != nullptr ? r.key : r.token));
+      EXPECT_NE(calls[0].flavor, AUTH_KSTR);
+    }
+    attrlist attributes = build_kstrauth_parms("qvrd", "vault", {}, 3, false).attributes;
+    for (const char *name : {"session ticket", "auth security token"}) {
+      const std::string *value = attrlist_first(attributes, name);
+      bool wanted = r.attribute != nullptr && std::string_view(name) == r.attribute;
+      ASSERT_EQ(value != nullptr, wanted) << name;
+      EXPECT_TRUE(!wanted || *value == r.value);
+    }
+    kstr_set_session_tickets({});
+    kstr_set_token({});
+    server_.reset();
+    pmap_cache_forget();
+  }
+  fs::remove_all(root);
 }
 
 }  // namespace
