@@ -13,16 +13,19 @@ namespace {
 constexpr std::uint32_t last_fragment = 0x80000000;
 constexpr std::uint32_t control_header = 0x40000000;
 
-// Grows as the bytes arrive, whatever length the peer claims.
+// More than this is not kept from one fragment to the next.
+constexpr std::size_t kept_memory = 1 << 20;
+
+// Grows as the bytes arrive, whatever length the peer claims; what it has already is used first.
 template <class Read>
 bool read_growing(std::vector<std::uint8_t> &memory, std::uint32_t size, Read read) {
   constexpr std::size_t first_step = 64 * 1024;
-  memory.clear();
-  while (memory.size() < size) {
-    std::size_t have = memory.size();
-    std::size_t part = std::min<std::size_t>(size - have, std::max(have, first_step));
-    memory.resize(have + part);
+  for (std::size_t have = 0; have < size;) {
+    std::size_t room = std::max({memory.size(), 2 * have, first_step});
+    std::size_t part = std::min<std::size_t>(size, room) - have;
+    if (memory.size() < have + part) memory.resize(have + part);
     if (!read(memory.data() + have, part)) return false;
+    have += part;
   }
   return true;
 }
@@ -79,11 +82,11 @@ bool xdr_record_stream::crypt_off(xdrrec_crypt_ops *old_ops) {
   bool done = settle_for_switch();
   if (done) {
     drop_decrypted();
-    // Bytes that the encrypted mode never came to are plain again.
-    in_base_ = buffer_base_;
-    if (leftover_size_ == 0) leftover_ = buffer_base_;
-    cur_ = settled_ = frag_start_ = leftover_;
-    in_boundary_ = leftover_ + leftover_size_;
+    // Bytes that the encrypted mode never came to are plain again. They begin with a header, which
+    // is where words are in phase.
+    if (leftover_size_ != 0) std::memmove(buffer_base_, leftover_, leftover_size_);
+    in_base_ = cur_ = settled_ = frag_start_ = buffer_base_;
+    in_boundary_ = buffer_base_ + leftover_size_;
     leftover_size_ = 0;
     fills_++;
     if (old_ops != nullptr) *old_ops = crypt_;
@@ -94,6 +97,8 @@ bool xdr_record_stream::crypt_off(xdrrec_crypt_ops *old_ops) {
   return done;
 }
 
+// Exactly so many bytes, those that lie in the receive buffer first. What a read brings beyond them
+// stays there: header, ciphertext and the next header mostly come in one.
 bool xdr_record_stream::exact_read(std::uint8_t *to, std::size_t size) {
   std::size_t part = std::min(size, leftover_size_);
   if (part != 0) std::copy_n(leftover_, part, to);
@@ -101,7 +106,29 @@ bool xdr_record_stream::exact_read(std::uint8_t *to, std::size_t size) {
   leftover_size_ -= part;
   to += part;
   size -= part;
-  return size == 0 || fill(to, &size, nullptr, nullptr, 1);
+  if (size == 0) return true;
+  leftover_ = buffer_base_;
+  std::size_t ahead = params_.receive_size;
+  if (!fill(to, &size, buffer_base_, &ahead, 1)) return false;
+  leftover_size_ = ahead;
+  return true;
+}
+
+bool xdr_record_stream::decrypt_next(std::uint32_t length) {
+  if (leftover_size_ >= length) {
+    // The layer reads its input only.
+    xdrrec_buf_t in_place{const_cast<std::uint8_t *>(leftover_), length};
+    leftover_ += length;
+    leftover_size_ -= length;
+    return !failed(crypt_.decrypt(crypt_.context, in_place, decrypted_));
+  }
+  auto read = [this](std::uint8_t *to, std::size_t size) { return exact_read(to, size); };
+  in_ciphertext_ = true;
+  bool done = read_growing(ciphertext_, length, read);
+  in_ciphertext_ = false;
+  done = done && !failed(crypt_.decrypt(crypt_.context, {ciphertext_.data(), length}, decrypted_));
+  if (ciphertext_.size() > kept_memory) std::vector<std::uint8_t>().swap(ciphertext_);
+  return done;
 }
 
 bool xdr_record_stream::crypt_set_input_fragment() {
@@ -128,10 +155,7 @@ bool xdr_record_stream::crypt_set_input_fragment() {
   if (length == 0) return true;
 
   begun_ += length;
-  std::vector<std::uint8_t> ciphertext;
-  auto read = [this](std::uint8_t *to, std::size_t size) { return exact_read(to, size); };
-  if (!read_growing(ciphertext, length, read)) return false;
-  if (failed(crypt_.decrypt(crypt_.context, {ciphertext.data(), length}, decrypted_))) {
+  if (!decrypt_next(length)) {
     drop_decrypted();
     return false;
   }
@@ -222,6 +246,7 @@ bool xdr_record_stream::recv_raw(xdrrec_raw_t *entries) {
     for (xdrrec_raw_t *entry = entries; entry->size != 0; entry++) {
       if (entry->size == XDRREC_RAW_REST) {
         if (entry[1].size != 0 || (fragmax_ != 0 && left > fragmax_)) return false;
+        entry->memory.clear();
         if (!read_growing(entry->memory, left, read)) return false;
         entry->data = entry->memory.data();
         entry->size = left;

@@ -121,7 +121,7 @@ std::uint64_t xdr_record_stream::remaining() const {
 }
 
 bool xdr_record_stream::inside_fragment() const {
-  return fbtbc_ - (cur_ - settled_) > 0;
+  return in_ciphertext_ || fbtbc_ - (cur_ - settled_) > 0;
 }
 
 std::uint32_t xdr_record_stream::get_position(xdr_op op) {

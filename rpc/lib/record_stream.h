@@ -157,6 +157,7 @@ class xdr_record_stream final : public XDR {
   bool read_direct(std::uint8_t *to, std::size_t size);
   bool buffered_read(std::uint8_t *to, std::size_t size);
   bool exact_read(std::uint8_t *to, std::size_t size);
+  bool decrypt_next(std::uint32_t length);
   bool skip_input_bytes(std::uint64_t size, bool wait);
   std::size_t buffered() const { return static_cast<std::size_t>(in_boundary_ - cur_); }
 
@@ -181,10 +182,13 @@ class xdr_record_stream final : public XDR {
   bool encrypted_ = false;
   xdrrec_crypt_ops crypt_;
   xdrrec_buf_t decrypted_;
+  std::vector<std::uint8_t> ciphertext_;  // of a fragment that does not fit the receive buffer
+  // In the encrypted mode: what lies in the receive buffer and has not been looked at.
   const std::uint8_t *leftover_ = nullptr;
   std::size_t leftover_size_ = 0;
   bool control_header_taken_ = false;
   bool in_reauth_ = false;
+  bool in_ciphertext_ = false;
 
   std::unique_ptr<std::uint8_t[]> out_memory_;
   std::uint8_t *out_base_ = nullptr;

@@ -62,6 +62,31 @@ TEST(clear_replies, one_reply_in_plain_and_the_next_one_enciphered) {
   EXPECT_TRUE(client->stream()->encrypted() || cipher.encrypted == encrypted);
 }
 
+// Bytes of a ciphertext are progress although none of them can be used before the last.
+TEST(encrypted_channel, a_slow_ciphertext_is_waited_for) {
+  script_server server([&](served_connection &to, const served_call &call) {
+    std::string plain = call.raw.substr(4);
+    for (char &byte : plain) byte = static_cast<char>(byte ^ 0x5a);
+    auto xid = XDR::load32(reinterpret_cast<const std::uint8_t *>(plain.data()));
+    std::string reply = test_cipher::fragment(reply_head(xid), false) +
+                        test_cipher::fragment(counted(payload_of(1 << 18)), true);
+    for (std::size_t at = 0; at < reply.size(); at += 1 << 16) {
+      to.send(std::string_view(reply).substr(at, 1 << 16));
+      to.stall(100ms);
+    }
+  });
+  int socket = -1;
+  auto client = clnt_tcp_create(server.address, 1, 1, socket, 0, 0);
+  ASSERT_TRUE(client);
+  test_cipher cipher;
+  ASSERT_TRUE(client->stream()->crypt_on(cipher.ops()));
+  std::string got;
+  EXPECT_EQ(client->call(
+                1, {}, [&](XDR &xdr) { return xdr.get_counted(got); }, 300ms),
+            RPC_SUCCESS);
+  EXPECT_EQ(got, payload_of(1 << 18));
+}
+
 TEST(create_by_host, addresses_and_rounds) {
   script_server server([](served_connection &to, const served_call &call) {
     to.send(record(reply_head(call.xid)));
