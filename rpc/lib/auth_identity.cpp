@@ -12,6 +12,7 @@
 
 #include "debug_words.h"
 #include "hosts.h"
+#include "immortal.h"
 #include "ks_wrappers.h"
 #include "xdr_shared.h"
 
@@ -195,13 +196,16 @@ std::vector<std::string> identity_groups(const identity_source &source) {
 }
 
 std::vector<std::string> identity_groups() {
-  static std::mutex mutex;  // guards the cache
-  static std::map<std::uint32_t, std::vector<std::string>> by_uid;
+  struct cache_t {
+    std::mutex mutex;  // guards the names by effective uid
+    std::map<std::uint32_t, std::vector<std::string>> by_uid;
+  };
+  static immortal<cache_t> cache;
   const identity_source &source = system_identity();
   std::uint32_t uid = source.effective_uid();
-  std::lock_guard lock(mutex);
-  auto at = by_uid.find(uid);
-  if (at == by_uid.end()) at = by_uid.emplace(uid, identity_groups(source)).first;
+  std::lock_guard lock(cache->mutex);
+  auto at = cache->by_uid.find(uid);
+  if (at == cache->by_uid.end()) at = cache->by_uid.emplace(uid, identity_groups(source)).first;
   return at->second;
 }
 

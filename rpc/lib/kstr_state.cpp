@@ -1,5 +1,7 @@
 #include "kstr_state.h"
 
+#include <atomic>
+
 #include "debug_words.h"
 #include "immortal.h"
 #include "ks_clock.h"
@@ -16,8 +18,8 @@ const kstr_clock &real_clock() {
   return *real;
 }
 
-const kstr_clock *&clock_in_use() {
-  static const kstr_clock *clock = &real_clock();
+std::atomic<const kstr_clock *> &clock_in_use() {
+  static std::atomic<const kstr_clock *> clock{&real_clock()};
   return clock;
 }
 
@@ -47,7 +49,7 @@ void set_kstr_clock(const kstr_clock *clock) {
 }
 
 const kstr_clock &get_kstr_clock() {
-  return *clock_in_use();
+  return *clock_in_use().load(std::memory_order_acquire);
 }
 
 kstr_process_t &kstr_process() {
