@@ -105,17 +105,14 @@ class background_command {
  private:
   using deadline = std::chrono::steady_clock::time_point;
 
+  // Of several changes of one variable the last holds.
   static std::vector<std::string> environment(const std::vector<std::string> &changes) {
     std::vector<std::string> env;
-    for (char **at = environ; *at != nullptr; at++) {
-      std::string_view entry(*at), name = entry.substr(0, entry.find('='));
-      bool changed = std::any_of(changes.begin(), changes.end(), [&](const std::string &change) {
-        return std::string_view(change).substr(0, change.find('=')) == name;
-      });
-      if (!changed) env.emplace_back(entry);
-    }
+    for (char **at = environ; *at != nullptr; at++) env.emplace_back(*at);
     for (const std::string &change : changes) {
-      if (change.find('=') != std::string::npos) env.push_back(change);
+      const std::string name = change.substr(0, change.find('=')) + "=";
+      std::erase_if(env, [&](const std::string &entry) { return entry.starts_with(name); });
+      if (change.size() >= name.size()) env.push_back(change);
     }
     return env;
   }

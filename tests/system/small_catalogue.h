@@ -116,12 +116,12 @@ class small_catalogue {
   std::string text_;
 };
 
-// Writes the catalogue to a new file for the lab. Empty, or what went wrong.
-inline std::string store_small_catalogue(const std::string &file) {
+// Writes the catalogue to a new file for the lab, changed by `more`. Empty, or what went wrong.
+inline std::string store_small_catalogue(const std::string &file, const std::string &more = "") {
   run_command({built_program("qvrlabd"), "--sample", "1:1:1", "--host", "vault", "--store", file,
                "--no-serve"});
   command_options shell;
-  shell.input = small_catalogue().sql();
+  shell.input = small_catalogue().sql() + more;
   command_result made = run_command({"sqlite3", file}, shell);
   return made.status == 0 ? "" : "sqlite3: " + made.err;
 }
