@@ -42,7 +42,7 @@ bool read_form(std::string_view name, index_form_t &form) {
 
 // What stands in front of the first colon allows a client id behind it.
 bool marked(std::string_view name, std::size_t colon) {
-  if (colon < MARKER.size() - 1) return true;
+  if (colon < MARKER.size() - 1) return false;
   std::string_view from = name.substr(colon - (MARKER.size() - 1));
   return (from[0] == 'i' || from[0] == '<') && from.find(MARKER) != std::string_view::npos;
 }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "attrlist.h"
 #include "clidmap_cache.h"
@@ -66,10 +67,15 @@ bool mif_retry_timed(const char *name, const errobj_t *error, std::uint32_t seco
 template <class Result, class Call>
 Result mif_run(Call call) {
   mif_t &mif = mif_get();
+  // A call inside another's run, such as a look-up of a client id, has its own second try and
+  // leaves the outer one's as it was.
+  const bool outer_used = std::exchange(mif.mif_retry_once, false);
   for (;;) {
     Result result{};
     if (mif_connect() == MIF_CONNECTED) result = call(mif);
-    if (!mif_retry_once_test(mif, !result.empty(), mif_last_error())) return result;
+    if (mif_retry_once_test(mif, !result.empty(), mif_last_error())) continue;
+    mif.mif_retry_once = outer_used;
+    return result;
   }
 }
 

@@ -36,6 +36,8 @@ ss_list client_by_client(mif_t &mif, const ss_query_t &query) {
     each.attrs = query.attrs;
     each.level = query.level;
     each.full = query.full;
+    // The translation of the names before may have lost the connection, or left an error.
+    if (mif_connect() != MIF_CONNECTED) return {};
     ss_list list = take_ss_list(mif, mmdb_get_ss(*mif.mif_clnt, each));
     if (!list.empty())
       gathered.push_back(std::move(list));

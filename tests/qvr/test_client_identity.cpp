@@ -280,7 +280,7 @@ TEST(index_names, to_clients) {
       {__LINE__, "index:" + id, "index:mars", true},
       {__LINE__, "<3>index:" + id, "<3>index:mars", true},
       {__LINE__, "index:" + id + "/more", "index:mars/more", true},
-      {__LINE__, "ab:" + id, "ab:mars", true},
+      {__LINE__, "ab:" + id, "ab:" + id, false},
       {__LINE__, "other:" + id, "other:" + id, false},
       {__LINE__, "index:mars", "index:mars", false},
       {__LINE__, "index:" + unknown, "index:" + unknown, false},
@@ -314,6 +314,42 @@ TEST(index_names, translated_in_replies_and_requests) {
   ASSERT_EQ(list.size(), 2u);
   EXPECT_EQ(list.rows[0]->name, "index:mars");
   EXPECT_EQ(list.rows[1]->name, "/usr");
+}
+
+// A look-up inside a call has its own second try: it neither gives the call a third one nor leaves
+// it without a connection.
+TEST(index_names, lookups_inside_calls) {
+  errobj_t refused;
+  refused.code = 25003;
+  refused.text = "refused";
+  struct {
+    int line;
+    std::uint32_t lost;  // the procedure whose calls lose the connection
+    ss_query_t query;
+    std::size_t queries, lookups;
+  } rows[] = {
+      {__LINE__, MMDB_GET_SS, {true, "mars", "index:pluto", {}, 0, 0, true}, 2, 2},
+      {__LINE__, MMDB_GET_CLIDMAP, {true, {}, {}, {}, 0, 0, true}, 0, 1},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.line);
+    map_server map;
+    mif_set_clientid_names(true, true);
+    auto map_answer = map.server.answer;
+    map.server.answer = [&](std::uint32_t procedure, const std::string &args) {
+      if (procedure == row.lost) {
+        if (row.lost == MMDB_GET_CLIDMAP) map.server.refusals.assign(9, {refused, true});
+        return fake_answer{RPC_CANTRECV, {}};
+      }
+      if (procedure == MMDB_GET_CLIDMAP) return map_answer(procedure, args);
+      return fake_answer{RPC_SUCCESS, ss_bytes({sample_ss("mars", "index:" + id_text(2), 5, 1)})};
+    };
+    EXPECT_TRUE(get_ss_query(row.query).empty());
+    EXPECT_NE(mif_last_error(), nullptr);
+    EXPECT_EQ(map.server.calls(MMDB_GET_SS), row.queries);
+    EXPECT_EQ(map.server.calls(MMDB_GET_CLIDMAP), row.lookups);
+    EXPECT_FALSE(mif_get().mif_retry_once);
+  }
 }
 
 TEST(current_client, loaded_from_its_resource) {
