@@ -1,6 +1,7 @@
 #include "fetch_request.h"
 
 #include "dates.h"
+#include "session.h"
 
 namespace qvr {
 
@@ -64,7 +65,12 @@ ss_list by_time(asked r) {
   const std::int64_t times[] = {r.from.value_or(0)};
   if (r.clients.empty()) return fetchss_times({}, times, r.full);
   ss_list all;
-  for (const std::string &client : r.clients) all.append(fetchss_times(client, times, r.full));
+  for (const std::string &client : r.clients) {
+    ss_list found = fetchss_times(client, times, r.full);
+    // The next client's request would clear the error, and the report be short without a word.
+    if (found.empty() && mif_last_error() != nullptr) return {};
+    all.append(std::move(found));
+  }
   return all;
 }
 

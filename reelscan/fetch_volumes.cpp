@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "debug_words.h"
 #include "ks_errors.h"
 #include "queries.h"
 #include "session.h"
@@ -83,11 +84,31 @@ class volume_pipe {
 // From the cache of the calling worker's session.
 constexpr auto session_volumes = [](const ksui &volid) { return cached_vol(volid); };
 
+// A volume that could not be had is passed over without a message; only this line tells of it.
+void tell_passed_over(const char *what, const ksui &volid) {
+  const errobj_t *error = debug_on(1) ? mif_last_error() : nullptr;
+  if (error == nullptr) return;
+  KS_DEBUG(1, "volume walk: %s '%s' passed over (%d: %s)\n", what,
+           ksui_ring_text(volid, ksui_form::short_form), error->code, error->text.c_str());
+}
+
+// The volume as it is now; null when it could not be had.
+vol_t *fetch_fresh(const vol_t &listed, volume_slot_t &slot) {
+  slot.fresh = get_vol_id(listed.volid, true);
+  if (!slot.fresh.empty()) return slot.fresh.rows.front();
+  tell_passed_over("volume", listed.volid);
+  return nullptr;
+}
+
 // The volume's save sets that the query keeps.
 void fetch_save_sets(const volume_fetch_t &fetch, const vol_t &fresh, const vol_t *vol,
                      bool want_detail, volume_slot_t &slot) {
   if (fresh.nssids == 0) return;
   slot.save_sets = fetchss_ids(fresh.savesets(), true);
+  if (slot.save_sets.empty()) {
+    tell_passed_over("save sets of volume", fresh.volid);
+    return;
+  }
   query_matcher::save_set_filter_t filter;
   filter.vol = vol;
   filter.want_detail = want_detail;
@@ -99,18 +120,17 @@ void fetch_save_sets(const volume_fetch_t &fetch, const vol_t &fresh, const vol_
 }
 
 void work_by_volume(const volume_fetch_t &fetch, vol_t &listed, volume_slot_t &slot) {
-  slot.fresh = get_vol_id(listed.volid, true);
-  if (slot.fresh.empty()) return;
-  slot.vol = slot.fresh.rows.front();
+  slot.vol = fetch_fresh(listed, slot);
+  if (slot.vol == nullptr) return;
   if (fetch.plan.count_report) return;
   const needs_t &needs = fetch.plan.needs;
   fetch_save_sets(fetch, *slot.vol, needs.save_set ? slot.vol : nullptr, needs.detail, slot);
 }
 
 void work_rows(const volume_fetch_t &fetch, vol_t &listed, volume_slot_t &slot) {
-  slot.fresh = get_vol_id(listed.volid, true);
-  if (slot.fresh.empty()) return;
-  const vol_t &fresh = *slot.fresh.rows.front();
+  const vol_t *found = fetch_fresh(listed, slot);
+  if (found == nullptr) return;
+  const vol_t &fresh = *found;
   slot.vol = &listed;
   listed.nssids = fresh.nssids;
   fetch_save_sets(fetch, fresh, &listed, true, slot);

@@ -13,6 +13,8 @@ auto take(mif_t &mif, std::optional<Reply> &reply) {
   if (!reply) {
     if (const errobj_t *error = rpc_status_error(mif)) mif_store_error(error);
   } else if (reply->status != MMDB_OK) {
+    if (reply->error == nullptr)
+      KS_DEBUG(1, "The media database answered with status %d and no error.\n", reply->status);
     mif_store_error(reply->error);
   } else {
     list = std::move(reply->list);

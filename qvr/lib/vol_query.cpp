@@ -1,4 +1,5 @@
 // Volumes by their several keys, and the caches of records.
+#include "debug_words.h"
 #include "mmdb_stubs.h"
 #include "queries.h"
 #include "take_list.h"
@@ -82,7 +83,14 @@ const vol_t *cached_vol(const ksui &volid) {
   auto same = [&](const vol_t &vol) { return ksui_cmp(vol.volid, volid) == 0; };
   if (const vol_t *vol = mif.mif_vol_cache.find(cache_key(volid), same)) return vol;
   vol_list list = get_vol_id(volid, false);
-  if (list.empty()) return nullptr;
+  if (list.empty()) {
+    // What the callers leave out for lack of a volume is told here alone.
+    if (mif.mif_error.code != 0)
+      KS_DEBUG(1, "cached_vol: volume '%s' is missing (%d: %s)\n",
+               ksui_ring_text(volid, ksui_form::short_form), mif.mif_error.code,
+               mif.mif_error.text.c_str());
+    return nullptr;
+  }
   vol_t *vol = list.rows.front();
   std::shared_ptr<arena> page = list.pages.front();
   if (mif.mif_cache_limit == MIF_CACHE_NO_LIMIT) {
