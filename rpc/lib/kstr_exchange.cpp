@@ -166,7 +166,7 @@ errobj_t *kstr_exchange::run(kstr_result &result) {
                           {{MSG_ARG_HOST, result.target->host}});
       }
       follow(result);
-      round = -1;
+      round = -2;  // the rounds begin anew, at -1 like those of a borrowed handle
       continue;
     }
     if (end == outcome::answered) {

@@ -1,9 +1,11 @@
 #include "kstr_login.h"
 
+#include <openssl/err.h>
 #include <openssl/evp.h>
 
 #include "auth_kstr.h"
 #include "clnt_error.h"
+#include "debug_words.h"
 #include "kstr_auth.h"
 #include "secrets.h"
 #include "xdr_shared.h"
@@ -60,7 +62,10 @@ errobj_t *kstr_login(CLIENT &client, std::string_view user, std::string_view pas
   if (status != RPC_SUCCESS) return login_failed(user, clnt_error(client));
   kstr_digest digest;
   if (!kstr_login_digest(challenge, password, digest)) {
-    return login_failed(user, err_from_table(2, RPC_AUTHERROR));
+    const char *why = ERR_reason_error_string(ERR_get_error());
+    KS_DEBUG(1, "error occurred during digest generation for password: %s\n",
+             why != nullptr ? why : "unknown");
+    return err_from_table(2, RPC_AUTHERROR);
   }
   auto auth = authkstr_create_login(user, hex(digest), text);
   secret_wipe(digest.data(), digest.size());

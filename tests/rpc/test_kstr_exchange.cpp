@@ -1,6 +1,7 @@
 // The exchange with auth servers: retries by a clock that the test turns, redirects, renewals.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -73,9 +74,11 @@ class kstr_server_of : public testing::Test, public kstr_clock {
   // Answers by the n-th function, and by the last from then on.
   using answer = std::function<std::string(const served_call &)>;
   void serve(std::vector<answer> answers) {
+    // Each connection has its own thread, and they take turns at the answers.
     server_ = std::make_unique<script_server>(
-        [answers, n = std::size_t{0}](served_connection &to, const served_call &call) mutable {
-          std::string bytes = answers[std::min(n++, answers.size() - 1)](call);
+        [answers, n = std::make_shared<std::atomic<std::size_t>>(0)](served_connection &to,
+                                                                     const served_call &call) {
+          std::string bytes = answers[std::min((*n)++, answers.size() - 1)](call);
           to.send(bytes);
           to.closing = bytes.empty();
         });
@@ -191,16 +194,16 @@ TEST_F(kstr_server_of, endings) {
       {__LINE__, {refused(35001), granted()}, true, -1, 0, 0, 0, 2, 2},
       {__LINE__, {redirect("other"), granted()}, false, -1, 0, 0, 0, 2, 2},
       {__LINE__, {redirect("other", 390109), granted()}, true, -1, 0, 0, 0, 2, 2},
-      // A redirect begins the rounds anew.
+      // A redirect begins the rounds anew, five of them.
       {__LINE__,
        {refused(23005), refused(23005), refused(23005), redirect("other"), refused(23005)},
        false,
        0,
        2,
        5,
-       60,
-       8,
-       8},
+       70,
+       9,
+       9},
       {__LINE__, {redirect("other")}, false, 0, 2, 7, 0, 9, 9},
       {__LINE__, {redirect("nowhere.example")}, false, 165598, 2, 13, 0, 1, 1},
   };
