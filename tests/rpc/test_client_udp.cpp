@@ -1,6 +1,7 @@
 // The UDP handle: repeats, foreign datagrams, time-outs.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 
 #include "clnt_create.h"
@@ -39,13 +40,13 @@ TEST(client_udp, answers) {
   };
   for (const row &r : rows) {
     SCOPED_TRACE(r.line);
-    int left = r.ignored_requests;
-    script_server *self = nullptr;
+    int left = r.ignored_requests;  // the server thread's alone
+    std::atomic<script_server *> self{nullptr};
     script_server server(
         [&](served_connection &, const served_call &call) {
           if (left-- > 0) return;
-          for (const std::string &bytes : r.noise) self->send_datagram(bytes);
-          self->send_datagram(word(call.xid) + r.behind_xid);
+          for (const std::string &bytes : r.noise) self.load()->send_datagram(bytes);
+          self.load()->send_datagram(word(call.xid) + r.behind_xid);
         },
         SOCK_DGRAM);
     self = &server;
