@@ -76,6 +76,31 @@ TEST(bad_server, whole_or_told) {
   EXPECT_NE(whole, "");
 }
 
+// Volumes that the workers cannot fetch are passed over; the debug log tells of each.
+TEST(bad_server, volumes_passed_over) {
+  static constexpr struct {
+    int line;
+    const char *fault;
+    int status;
+    const char *debug;
+  } rows[] = {
+      {__LINE__, "proc=64,error=85002:damaged", 1, "volume walk: volume '"},
+      {__LINE__, "proc=64,call=2,error=85002:damaged", 0, "volume walk: volume '"},
+      {__LINE__, "proc=53,error=85002:damaged", 1, "volume walk: save sets of volume '"},
+      {__LINE__, "proc=53,call=2,error=85002:damaged", 0, "volume walk: save sets of volume '"},
+  };
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.line);
+    std::string fault = "daemon=qvrmmdbd," + std::string(row.fault);
+    lab_run lab({"--sample", SAMPLE, "--now", "1795000000", "--fault", fault});
+    if (!lab.site) GTEST_SKIP() << lab.why;
+    command_result result = lab.site->run("-D 1 -r volume,ssid -q totalsize>1");
+    EXPECT_EQ(result.status, row.status);
+    EXPECT_NE(result.err.find(row.debug), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("passed over (85002: damaged"), std::string::npos) << result.err;
+  }
+}
+
 // The same save sets come whichever way the server has its pages continued.
 TEST(bad_server, pages) {
   std::string outputs[2];
