@@ -23,11 +23,14 @@ class mif_catalogue {
   // Save sets by save time, or by identifiers that hold one. Errors are logged, not returned.
   virtual ss_list times(std::string_view client, std::span<const std::int64_t> times) = 0;
   virtual ss_list ids(std::span<const ksui> ids) = 0;
+  // "index subspace" as it stands in `attrs`, or none.
+  virtual void set_subspace(const attrlist &attrs) = 0;
 };
 
 using mif_catalogue_opener = errobj_t *(*)(const attrlist &attrs,
                                            std::unique_ptr<mif_catalogue> &catalogue);
-// Who opens catalogues. Main thread, at start.
+// Who opens catalogues in the place of the backend over record files; null: that one. Main thread,
+// at start.
 void mif_set_catalogue_opener(mif_catalogue_opener opener);
 
 }  // namespace qvr

@@ -12,6 +12,7 @@
 #include "mmdb_procs.h"
 #include "mmdb_stubs.h"
 #include "msg.h"
+#include "storage_session.h"
 #include "thread_key.h"
 
 namespace qvr {
@@ -23,7 +24,7 @@ constexpr std::uint32_t PING_PAUSE_MS = 2500;
 constexpr std::uint32_t CONNECT_PAUSE_MS = 5000;
 
 thread_key<mif_t> mif_key("create_thread_key_mif");
-mif_catalogue_opener catalogue_opener = nullptr;
+mif_catalogue_opener catalogue_opener = storage_open_catalogue;
 
 std::string_view server_of(const mif_t &mif) {
   return mif.mif_server ? std::string_view(*mif.mif_server) : std::string_view();
@@ -34,11 +35,9 @@ void close_handle(mif_t &mif) {
   mif.mif_catalog.reset();
 }
 
-int connect_storage(mif_t &mif) {
+int connect_storage(mif_t &mif, const attrlist &attrs) {
   if (mif.mif_catalog != nullptr) return MIF_CONNECTED;
-  errobj_t *error = catalogue_opener != nullptr
-                        ? catalogue_opener(mif.mif_storage_attrs, mif.mif_catalog)
-                        : err_from_table(ERR_SYSTEM, EINVAL);
+  errobj_t *error = catalogue_opener(attrs, mif.mif_catalog);
   mif_store_error(error);
   return error == nullptr && mif.mif_catalog != nullptr ? MIF_CONNECTED : -1;
 }
@@ -136,7 +135,7 @@ int mif_connect() {
   mif_t &mif = mif_get();
   mif_clear_error();
   if (mif.mif_clnt != nullptr) return MIF_CONNECTED;
-  if (mif.mif_storage) return connect_storage(mif);
+  if (mif.mif_storage) return connect_storage(mif, mif.mif_storage_attrs);
   mif.mif_fragop_ok = true;
   for (;;) {
     switch (connect_round(mif)) {
@@ -201,8 +200,17 @@ void mif_use_storage(bool flag, const attrlist &attrs) {
     mif.mif_storage_attrs.clear();
 }
 
+int mif_set_index_subspace(const attrlist &attrs) {
+  mif_t &mif = mif_get();
+  if (!mif.mif_storage) return mif_connect();
+  if (mif.mif_catalog == nullptr) return connect_storage(mif, attrs);
+  mif_clear_error();
+  mif.mif_catalog->set_subspace(attrs);
+  return MIF_CONNECTED;
+}
+
 void mif_set_catalogue_opener(mif_catalogue_opener opener) {
-  catalogue_opener = opener;
+  catalogue_opener = opener != nullptr ? opener : storage_open_catalogue;
 }
 
 }  // namespace qvr

@@ -37,5 +37,9 @@ void mif_reset();
 bool mif_set_clientid_names(bool set, bool value);
 // Turns queries to the catalogue on storage with the parameters `attrs`, or back.
 void mif_use_storage(bool flag, const attrlist &attrs);
+// With a catalogue on storage that is open: its subspace becomes "index subspace" of `attrs`, and
+// the error is cleared. With one that is not: opens it from `attrs`. Without: connects. The result
+// is as that of mif_connect().
+int mif_set_index_subspace(const attrlist &attrs);
 
 }  // namespace qvr
