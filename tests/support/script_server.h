@@ -175,7 +175,9 @@ class script_server {
     while (!connection.closing) {
       std::string bytes;
       if (!read_record(peer, bytes)) break;
-      answer_(connection, parse(bytes));
+      served_call call = parse(bytes);
+      std::lock_guard turn(turn_);
+      answer_(connection, call);
     }
     close(peer);
   }
@@ -209,7 +211,8 @@ class script_server {
   sockaddr_storage datagram_from_ = {};
   socklen_t datagram_size_ = 0;
   std::atomic<bool> stop_{false};
-  std::mutex mutex_;
+  std::mutex turn_;   // one call is answered at a time
+  std::mutex mutex_;  // guards the calls
   std::vector<served_call> calls_;
   std::thread thread_;
 };
