@@ -39,8 +39,8 @@ void build_rows(const row_build_t &build, const ss_list &list, std::uint32_t fir
 // The count that stands for no rows: 0 when the save sets can be printed by themselves.
 std::int64_t count_without_rows(const plan_t &plan, const report_columns_t &columns);
 
-// The specification of the bootstrap report, from its rows; never above 256 bytes. `all` shows every
-// column.
+// The specification of the bootstrap report, from its rows; never above 256 bytes. `all` shows
+// every column.
 std::string bootstrap_spec(const rows_t &rows, bool all);
 
 }  // namespace qvr

@@ -1,8 +1,8 @@
 // Lines of the history report, from records in memory.
 #include <gtest/gtest.h>
 
-#include "field_catalogue.h"
 #include "dates.h"
+#include "field_catalogue.h"
 #include "history_query.h"
 #include "history_row.h"
 
