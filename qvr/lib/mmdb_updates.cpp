@@ -23,10 +23,10 @@ bool xdr_get_reply(XDR &xdr, errinfo_reply &reply) {
 
 template <class Reply, class Encode>
 std::optional<Reply> call(CLIENT &client, std::uint32_t procedure, Encode encode) {
-  std::optional<Reply> reply(std::in_place);
-  auto decode = [&](XDR &xdr) { return xdr_get_reply(xdr, *reply); };
-  if (client.call(procedure, encode, decode, MMDB_TIMEOUT) != RPC_SUCCESS) reply.reset();
-  return reply;
+  Reply reply;
+  auto decode = [&](XDR &xdr) { return xdr_get_reply(xdr, reply); };
+  if (client.call(procedure, encode, decode, MMDB_TIMEOUT) != RPC_SUCCESS) return std::nullopt;
+  return std::optional<Reply>(std::move(reply));
 }
 
 // What the session's loop asks of a result: empty means that the call itself failed.
