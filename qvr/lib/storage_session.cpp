@@ -93,7 +93,8 @@ errobj_t *read_params(const attrlist &attrs, storage_params &params) {
     params.*row.to = *value;
   }
   params.password = unhide(params.password, HIDING_KEY);
-  if (!params.device_path.starts_with('/')) params.device_path.insert(params.device_path.begin(), '/');
+  if (!params.device_path.starts_with('/'))
+    params.device_path.insert(params.device_path.begin(), '/');
   params.fibre_channel = attrlist_has(attrs, "enable fibre channel", "Yes");
   if (params.fibre_channel) {
     params.fibre_channel_name = first_value(attrs, "fibre channel hostname");
