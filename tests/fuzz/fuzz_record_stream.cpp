@@ -79,7 +79,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   test_cipher cipher;
   cipher.stream = stream.get();
   cipher.reauth_turns_off = (how & 64) != 0;
-  stream->set_fragmax(1 << 20, (how & 128) != 0 ? [](void *, std::uint64_t) {} : nullptr, nullptr);
+  stream->set_fragmax(1 << 20, (how & 128) != 0 ? +[](void *, std::uint64_t) {} : nullptr, nullptr);
   if ((how & 1) != 0) stream->crypt_on(cipher.ops());
   stream->skiprecord(true);
   for (std::size_t i = 0; i < steps; i++) step(*stream, cipher, data[2 + i]);
