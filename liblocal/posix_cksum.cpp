@@ -24,12 +24,18 @@ constexpr std::uint32_t step(std::uint32_t crc, std::uint32_t byte) {
 
 }  // namespace
 
-std::uint32_t posix_cksum(std::string_view bytes) {
-  std::uint32_t crc = 0;
+std::uint32_t posix_cksum_add(std::uint32_t crc, std::string_view bytes) {
   for (char byte : bytes) crc = step(crc, static_cast<std::uint8_t>(byte));
-  for (std::size_t size = bytes.size(); size != 0; size >>= 8)
-    crc = step(crc, static_cast<std::uint32_t>(size & 0xff));
+  return crc;
+}
+
+std::uint32_t posix_cksum_end(std::uint32_t crc, std::size_t count) {
+  for (; count != 0; count >>= 8) crc = step(crc, static_cast<std::uint32_t>(count & 0xff));
   return ~crc;
+}
+
+std::uint32_t posix_cksum(std::string_view bytes) {
+  return posix_cksum_end(posix_cksum_add(0, bytes), bytes.size());
 }
 
 }  // namespace qvr

@@ -99,6 +99,9 @@ class CLIENT {
   virtual const rpc_err_t &last_error() const = 0;
   virtual const sockaddr_storage &peer() const = 0;
   virtual int socket() const = 0;
+  // What the handle calls; 0 where the transport does not tell.
+  virtual std::uint32_t program() const { return 0; }
+  virtual std::uint32_t version() const { return 0; }
 
   // The handle's own time-out, from now on that of every call.
   virtual void set_timeout(std::chrono::microseconds timeout) = 0;

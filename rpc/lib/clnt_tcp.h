@@ -50,7 +50,8 @@ class clnt_tcp final : public CLIENT {
   bool control(unsigned command, void *argument) override;
   void set_error(clnt_stat status, int error_or_why) override;
 
-  std::uint32_t program() const { return header_.program(); }
+  std::uint32_t program() const override { return header_.program(); }
+  std::uint32_t version() const override { return header_.version(); }
   void set_program(std::uint32_t program) { header_.set_program(program); }
   void set_peek_on_write(bool on) { transport_.peek_on_write = on; }
   // SO_RCVBUF or SO_SNDBUF, in bytes.

@@ -52,6 +52,9 @@ struct xdrrec_crypt_ops {
   errobj_t *(*refresh)(void *context) = nullptr;
   // Called when a control header arrives where a fragment was expected; it reads the message.
   errobj_t *(*reauth)(void *context) = nullptr;
+  // May be empty. The stream keeps it with the table, so that what `context` points at lives as
+  // long as the stream may call it.
+  std::shared_ptr<void> owner;
 };
 
 // An entry of a control message. Sending, a null pointer ends the list; receiving, a size of 0.

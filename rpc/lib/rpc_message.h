@@ -20,6 +20,7 @@ class rpc_call_header {
   std::uint32_t next_xid();
   std::uint32_t xid() const { return word(0); }
   std::uint32_t program() const { return word(3); }
+  std::uint32_t version() const { return word(4); }
   void set_program(std::uint32_t program) { set_word(3, program); }
   std::string_view bytes() const {
     return {reinterpret_cast<const char *>(bytes_.data()), bytes_.size()};

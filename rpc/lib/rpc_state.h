@@ -15,6 +15,7 @@
 namespace qvr {
 
 class auth_methods;
+class gss_crypto;
 
 struct rpc_global_t {
   std::mutex mutex;                             // guards everything below
@@ -35,6 +36,8 @@ struct rpc_thread_state_t {
   // is empty; the other gives that name. Set by kstr_auth's set-up; empty until then.
   std::function<errobj_t *(const std::string &server, std::string &blob)> fetch_blob;
   std::function<std::string()> server_name;
+  // The thread's cipher and MAC states of the security layer; null until its first use.
+  std::shared_ptr<gss_crypto> crypto;
 };
 rpc_thread_state_t &rpc_thread_state();
 

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace qvr {
@@ -29,6 +30,31 @@ class secret_text {
 
  private:
   std::string text_;
+};
+
+// Bytes of a key, a nonce or the like: every copy is wiped when it goes.
+class secret_bytes {
+ public:
+  secret_bytes() = default;
+  explicit secret_bytes(std::string_view bytes) : bytes_(bytes) {}
+  secret_bytes(const secret_bytes &) = default;
+  secret_bytes &operator=(const secret_bytes &other) {
+    if (this != &other) assign(other.bytes_);
+    return *this;
+  }
+  ~secret_bytes() { wipe(); }
+  void assign(std::string_view bytes) {
+    wipe();
+    bytes_.assign(bytes);
+  }
+  void wipe() { secret_wipe(bytes_); }
+  std::string_view view() const { return bytes_; }
+  std::size_t size() const { return bytes_.size(); }
+  // For a reader that fills it; whoever grows it later leaves copies behind.
+  std::string &bytes() { return bytes_; }
+
+ private:
+  std::string bytes_;
 };
 
 }  // namespace qvr

@@ -1,0 +1,121 @@
+#include "gss_openssl.h"
+
+#include <openssl/conf.h>
+#include <openssl/crypto.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/provider.h>
+#include <openssl/rand.h>
+#include <openssl/ssl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <mutex>
+#include <string>
+
+#include "debug_words.h"
+#include "install_paths.h"
+#include "ks_wrappers.h"
+#include "msg.h"
+
+namespace qvr {
+
+namespace {
+
+constexpr std::uint64_t ssl_options = 0x200002;  // both kinds of error strings
+constexpr std::uint64_t crypto_options = 12;     // all ciphers, all digests
+constexpr unsigned long config_flags = 48;       // no file is no failure; default section
+
+std::atomic<bool> fips_skipped{false};
+
+std::string library_error() {
+  char text[256] = "unknown error";
+  if (unsigned long code = ERR_get_error()) ERR_error_string_n(code, text, sizeof text);
+  return text;
+}
+
+bool exists(const std::string &path) {
+  return access(path.c_str(), F_OK) == 0;
+}
+
+bool load_config() {
+  std::string path = install_path(INSTALL_SSL, "openssl.cnf");
+  if (!exists(path)) return true;
+  ERR_clear_error();
+  if (CONF_modules_load_file(path.c_str(), nullptr, config_flags) > 0) return true;
+  msg_print(209439, 55000, MSG_STDERR, "Error loading OpenSSL config file\n");
+  ERR_print_errors_fp(stderr);
+  return false;
+}
+
+bool enable_fips() {
+  if (!exists(install_path(INSTALL_ROOT_DEBUG, "fipsenable"))) return true;
+  if (ks_getenv("PURIFY_IS_RUNNING") != nullptr) {
+    msg_print(170619, 52000, MSG_STDERR,
+              "Running as a purified binary; Bypassing fips mode set...\n");
+    return true;
+  }
+  if (EVP_default_properties_is_fips_enabled(nullptr) == 1) {
+    KS_DEBUG(5, "FIPS mode is already initialized, skipping fips mode reinit\n");
+    return true;
+  }
+  // Loaded once for the process: unloading needs the same handle.
+  static OSSL_PROVIDER *provider = nullptr;
+  if (provider == nullptr) provider = OSSL_PROVIDER_load(nullptr, "fips");
+  if (provider == nullptr) {
+    msg_print(209440, 55000, MSG_STDERR, "Failed to load FIPS provider\n");
+    ERR_print_errors_fp(stderr);
+    return false;
+  }
+  if (EVP_default_properties_enable_fips(nullptr, 1) == 1) return true;
+  OSSL_PROVIDER_unload(provider);
+  provider = nullptr;
+  return false;
+}
+
+bool tell_library() {
+  msg_print(89613, 55000, MSG_STDERR, "Unable to initialize SSL library: %s\n",
+            {{MSG_ARG_ERRTEXT, library_error()}});
+  return false;
+}
+
+bool tell_locking() {
+  msg_print(89614, 55000, MSG_STDERR, "Unable to initialize SSL locking framework: %s\n",
+            {{MSG_ARG_ERRTEXT, library_error()}});
+  return false;
+}
+
+bool tell_random() {
+  msg_print(89615, 55000, MSG_STDERR, "Unable to initialize RNG framework: %s\n",
+            {{MSG_ARG_ERRTEXT, library_error()}});
+  return false;
+}
+
+}  // namespace
+
+bool btls_set_up(bool with_fips) {
+  if (OPENSSL_init_ssl(ssl_options, nullptr) != 1 || OPENSSL_init_ssl(0, nullptr) != 1) {
+    return tell_library();
+  }
+  if (!load_config()) return false;
+  if (OPENSSL_init_crypto(crypto_options, nullptr) != 1) return tell_locking();
+  if (with_fips && !enable_fips()) return false;
+  return RAND_status() == 1 || tell_random();
+}
+
+void btls_skip_fips() {
+  fips_skipped.store(true, std::memory_order_relaxed);
+}
+
+errobj_t *btls_init() {
+  static std::once_flag once;
+  static bool ready = false;
+  std::call_once(
+      once, [] { ready = ks_getenv("BTLS_NOOP") != nullptr || btls_set_up(!fips_skipped.load()); });
+  if (ready) return nullptr;
+  return err_create(89616, 15022,
+                    "An error was encountered while initializing the BaseTLS library\n");
+}
+
+}  // namespace qvr
