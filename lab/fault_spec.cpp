@@ -41,6 +41,11 @@ const char *const LAB_FAULT_HELP =
     "  redirect=HOST:PROGRAM:VERSION   of credentials: ask there\n"
     "  verifier=FORM      none, same (tag 0), short (1), lost (2), noexpiry (4), login (3),\n"
     "                     challenge (5), unix (a short AUTH_UNIX credential)\n"
+    "  gss=FORM           of handshakes: nohandle, major (2), continue, done, notoken, badtoken; "
+    "of\n"
+    "                     verifiers: badmic, nomic, flavour\n"
+    "  lose               the connection's security contexts are forgotten before the call\n"
+    "  tamper=BIT         one bit of the reply's first fragment on the encrypted channel\n"
     "  more=N             what a range reply says about further records\n"
     "  repeat             a range reply always gives the first page\n"
     "  nodes=N            a list of N nodes without records\n"
@@ -173,6 +178,9 @@ constexpr key_row_t KEYS[] = {
     {"auth", set_text<&lab_fault::auth>},
     {"redirect", set_text<&lab_fault::redirect>},
     {"verifier", set_text<&lab_fault::verifier>},
+    {"gss", set_text<&lab_fault::gss>},
+    {"lose", set_flag<&lab_fault::lose>},
+    {"tamper", set_bytes<&lab_fault::tamper>},
     {"more", set_word<&lab_fault::more>},
     {"repeat", set_flag<&lab_fault::repeat>},
     {"nodes", set_word<&lab_fault::nodes>},
@@ -189,6 +197,8 @@ constexpr std::string_view AUTH_FORMS[] = {"partial", "none",    "notarget",  "b
                                            "nosum",   "unnamed", "challenge1"};
 constexpr std::string_view VERIFIER_FORMS[] = {"none",     "same",  "short",     "lost",
                                                "noexpiry", "login", "challenge", "unix"};
+constexpr std::string_view GSS_FORMS[] = {"nohandle", "major",  "continue", "done",   "notoken",
+                                          "badtoken", "badmic", "nomic",    "flavour"};
 
 }  // namespace
 
@@ -215,7 +225,8 @@ std::optional<lab_fault> parse_fault(std::string_view spec, std::string &why) {
       return std::nullopt;
     }
   }
-  if (!known_form(fault.auth, AUTH_FORMS) || !known_form(fault.verifier, VERIFIER_FORMS)) {
+  if (!known_form(fault.auth, AUTH_FORMS) || !known_form(fault.verifier, VERIFIER_FORMS) ||
+      !known_form(fault.gss, GSS_FORMS)) {
     why = "unknown form in fault: " + fault.spec;
     return std::nullopt;
   }

@@ -43,6 +43,36 @@ class tee_sink final : public catalogue_sink {
   catalogue_sink &a_, &b_;
 };
 
+// Gives the records on, with the security settings that the options ask for.
+class security_sink final : public catalogue_sink {
+ public:
+  security_sink(const lab_options &options, catalogue_sink &next)
+      : options_(options), next_(next) {}
+  void add_client(const lab_client &client) override { next_.add_client(client); }
+  void add_resource(const lab_resource &one) override {
+    lab_resource changed = one;
+    const std::string *type = attrlist_first(one.attrs, "type");
+    if (one.database == "qvrexecd" && type != nullptr && *type == "QVRLA") set(changed.attrs);
+    next_.add_resource(changed);
+  }
+  void add_vol(const vol_t &vol) override { next_.add_vol(vol); }
+  void add_ss(const ss_t &ss) override { next_.add_ss(ss); }
+  void add_history(const lab_history &one) override { next_.add_history(one); }
+
+ private:
+  void set(attrlist &attrs) const {
+    if (options_.auth_methods == std::vector<std::string>{"none"}) {
+      std::erase_if(attrs, [](const attr_t &attr) { return attr.name == "auth methods"; });
+    } else if (!options_.auth_methods.empty()) {
+      attrlist_setv(attrs, "auth methods", options_.auth_methods);
+    }
+    if (options_.encrypted) attrlist_set(attrs, "connection encrypted", "Enabled");
+  }
+
+  const lab_options &options_;
+  catalogue_sink &next_;
+};
+
 std::string own_host_name() {
   char name[256] = "";
   gethostname(name, sizeof name - 1);
@@ -55,7 +85,8 @@ std::string choose_host(const std::string &wanted) {
   return !own.empty() && !loopback_addresses({own}).empty() ? own : "localhost";
 }
 
-bool give_catalogue(const lab_options &options, catalogue_sink &sink, std::string &why) {
+bool give_catalogue(const lab_options &options, catalogue_sink &to, std::string &why) {
+  security_sink sink(options, to);
   if (!options.catalogue.empty()) return read_catalogue_file(options.catalogue, sink, why);
   sample_options sample;
   if (!parse_sample(options.sample, sample)) {
@@ -100,7 +131,9 @@ class lab_installation::daemons_t {
     std::uint16_t pmap_port = lab.options.port;
     if (!open_daemon(PMAP_PROGRAM, addresses, pmap_port, why) || !open_udp(addresses, why))
       return false;
-    for (const lab_program *program : {&EXECD_PROGRAM, &RAP_PROGRAM, &MMDB_PROGRAM}) {
+    if (!lab.sessions.open(lab.options.qop, why)) return false;
+    for (const lab_program *program : {&EXECD_PROGRAM, &GSS_PROGRAM, &RAP_PROGRAM, &MMDB_PROGRAM}) {
+      if (program == &GSS_PROGRAM && !lab.options.gss) continue;
       if (!open_daemon(*program, addresses, 0, why)) return false;
     }
     for (const lab_address &address : addresses) addresses_.push_back(address.text());
@@ -123,6 +156,7 @@ class lab_installation::daemons_t {
     for (auto &served : connections_) served->thread.join();
     connections_.clear();
     listeners_.clear();
+    lab.sessions.close();
   }
 
   std::uint16_t port(const std::string &daemon) const {
@@ -221,8 +255,9 @@ class lab_installation::daemons_t {
     lab_reply reply;
     lab_fault fault;
     fault_connection place{listener.program->daemon, 0};
-    lab_outcome outcome = dispatch_call(lab, *listener.program, place, 0,
-                                        {buffer, static_cast<std::size_t>(got)}, reply, fault);
+    lab_outcome outcome =
+        dispatch_call(lab, *listener.program, place, 0, {buffer, static_cast<std::size_t>(got)},
+                      nullptr, reply, fault);
     if (outcome != lab_outcome::reply) return;
     if (fault.delay_ms != 0) lab.pause(fault.delay_ms);
     std::string bytes = spoil_reply(reply, fault, false);

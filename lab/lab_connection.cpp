@@ -16,7 +16,9 @@ namespace qvr {
 
 namespace {
 
-constexpr std::uint32_t LAST_FRAGMENT = 0x80000000;
+constexpr std::uint32_t LAST_FRAGMENT = 0x80000000, CONTROL_HEADER = 0x40000000;
+// Plain bytes of a fragment on the channel, and wrapped bytes of one write.
+constexpr std::size_t WRAPPED_STEP = 64 * 1024, WRAPPED_WRITE = 1 << 20;
 // More than any call needs.
 constexpr std::size_t RECORD_MAX = 16 << 20;
 
@@ -24,6 +26,14 @@ std::string mark_of(std::uint32_t word) {
   char mark[4];
   XDR::store32(reinterpret_cast<std::uint8_t *>(mark), word);
   return std::string(mark, 4);
+}
+
+std::string peer_of(const lab_socket &socket) {
+  lab_address address;
+  address.size = sizeof address.storage;
+  getpeername(socket.fd(), reinterpret_cast<sockaddr *>(&address.storage), &address.size);
+  std::string text = address.text();
+  return text.substr(0, text.rfind(':'));
 }
 
 void wait_before(lab_state &lab, const lab_fault &fault) {
@@ -75,7 +85,11 @@ std::string spoil_reply(const lab_reply &reply, const lab_fault &fault, bool mar
 
 lab_connection::lab_connection(lab_state &lab, const lab_program &program, lab_socket socket,
                                std::uint64_t number, unsigned daemon_number)
-    : lab_(lab), program_(program), socket_(std::move(socket)), number_(number) {
+    : lab_(lab),
+      program_(program),
+      socket_(std::move(socket)),
+      number_(number),
+      gss_(lab, &program == &GSS_PROGRAM, peer_of(socket_)) {
   place_.daemon = program.daemon;
   place_.number = daemon_number;
 }
@@ -113,13 +127,18 @@ void lab_connection::serve() {
   if (fault.reset) reset();
   lab_reply reply;
   while (!fault.refuse && read_record()) {
+    // A switch of the channel leaves an empty record behind.
+    if (record_.empty()) continue;
     reply.clear();
     lab_fault struck;
-    lab_outcome outcome = dispatch_call(lab_, program_, place_, number_, record_, reply, struck);
+    lab_outcome outcome =
+        dispatch_call(lab_, program_, place_, number_, record_, &gss_, reply, struck);
     if (outcome == lab_outcome::hang_up) break;
-    if (outcome == lab_outcome::silence) continue;
-    wait_before(lab_, struck);
-    if (lab_.stopping || !send_reply(reply, struck)) break;
+    if (outcome == lab_outcome::reply) {
+      wait_before(lab_, struck);
+      if (lab_.stopping || !send_reply(reply, struck)) break;
+    }
+    gss_.settle();
   }
   close_socket();
   event.event = "close";
@@ -140,6 +159,20 @@ bool lab_connection::fill() {
   return got > 0;
 }
 
+// Appends the next fragment, of `size` bytes, to the record.
+bool lab_connection::append_fragment(std::size_t size) {
+  std::string wrapped;
+  std::string &to = gss_.encrypted() ? wrapped : record_;
+  for (std::size_t left = size; left > 0;) {
+    if (input_at_ == input_.size() && !fill()) return false;
+    std::size_t take = std::min(left, input_.size() - input_at_);
+    to.append(input_, input_at_, take);
+    input_at_ += take;
+    left -= take;
+  }
+  return size == 0 || !gss_.encrypted() || gss_.unwrap(wrapped, record_);
+}
+
 bool lab_connection::read_record() {
   record_.clear();
   bool last = false;
@@ -153,20 +186,42 @@ bool lab_connection::read_record() {
     last = (mark & LAST_FRAGMENT) != 0;
     std::size_t left = mark & ~LAST_FRAGMENT;
     if (left > RECORD_MAX || record_.size() + left > RECORD_MAX) return false;
-    while (left > 0) {
-      if (input_at_ == input_.size() && !fill()) return false;
-      std::size_t take = std::min(left, input_.size() - input_at_);
-      record_.append(input_, input_at_, take);
-      input_at_ += take;
-      left -= take;
-    }
+    if (!append_fragment(left)) return false;
   }
   return true;
 }
 
 bool lab_connection::send_reply(const lab_reply &reply, const lab_fault &fault) {
+  if (gss_.take_loss()) {
+    // A control message of no bytes, and what follows is in plain.
+    if (!send_bytes(mark_of(CONTROL_HEADER) + mark_of(0), std::nullopt)) return false;
+  }
+  if (gss_.encrypted()) return send_wrapped(reply, fault);
   if (!spoils(fault) && !fault.trickle_ms && lab_.faults.unbounded()) return send_plain(reply);
   return send_bytes(spoil_reply(reply, fault, true), fault.trickle_ms);
+}
+
+bool lab_connection::send_wrapped(const lab_reply &reply, const lab_fault &fault) {
+  std::string bytes = spoil_reply(reply, fault, false), out, fragment;
+  std::size_t step = fault.fragment.value_or(WRAPPED_STEP);
+  for (std::size_t at = 0; at == 0 || at < bytes.size(); at += step) {
+    std::string_view part = std::string_view(bytes).substr(at, step);
+    bool last = at + part.size() >= bytes.size();
+    fragment.clear();
+    if (!part.empty() && !gss_.wrap(part, fragment)) return false;
+    if (at == 0 && fault.tamper && *fault.tamper / 8 < fragment.size()) {
+      char &byte = fragment[*fault.tamper / 8];
+      byte = static_cast<char>(byte ^ (0x80 >> (*fault.tamper % 8)));
+    }
+    auto mark = static_cast<std::uint32_t>(fragment.size()) | (last ? LAST_FRAGMENT : 0);
+    out += mark_of(fault.mark && at == 0 ? *fault.mark : mark);
+    out += fragment;
+    if (out.size() >= WRAPPED_WRITE && !last) {
+      if (!send_bytes(std::move(out), fault.trickle_ms)) return false;
+      out.clear();
+    }
+  }
+  return send_bytes(std::move(out), fault.trickle_ms);
 }
 
 bool lab_connection::send_plain(const lab_reply &reply) {

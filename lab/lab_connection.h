@@ -7,6 +7,7 @@
 #include <string>
 
 #include "lab_faults.h"
+#include "lab_gss.h"
 #include "lab_reply.h"
 #include "lab_sockets.h"
 
@@ -30,8 +31,10 @@ class lab_connection {
   // Reads the next record into record_. False at the end, or when it is no good.
   bool read_record();
   bool fill();
+  bool append_fragment(std::size_t size);
   bool send_reply(const lab_reply &reply, const lab_fault &fault);
   bool send_plain(const lab_reply &reply);
+  bool send_wrapped(const lab_reply &reply, const lab_fault &fault);
   bool send_bytes(std::string bytes, std::optional<unsigned> trickle_ms);
   // Lets the close be seen as a reset by the peer.
   void reset();
@@ -44,6 +47,7 @@ class lab_connection {
   bool hard_ = false;  // no orderly end
   std::uint64_t number_;
   fault_connection place_;
+  lab_gss gss_;
   std::string input_;  // bytes that have come, from input_at_ on
   std::size_t input_at_ = 0;
   std::string record_;

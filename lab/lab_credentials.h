@@ -26,6 +26,9 @@ struct lab_judgement {
   bool full = false;       // a full AUTH_KSTR credential
   bool challenge = false;  // a login asks for a challenge
   lab_auth verifier;       // what the reply carries
+  bool own = false;        // a call of the flavour itself: no procedure runs
+  bool silent = false;     // nothing is answered
+  std::string answer;      // to a call of the flavour itself
 };
 
 // Any thread.

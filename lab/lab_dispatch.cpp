@@ -4,6 +4,7 @@
 
 #include "auth_handle.h"
 #include "lab_exchange.h"
+#include "lab_gss.h"
 #include "lab_state.h"
 
 namespace qvr {
@@ -78,6 +79,17 @@ std::uint32_t run_procedure(const lab_program &program, const call_header &heade
   return ACCEPT_SUCCESS;
 }
 
+// RPCSEC_GSS has contexts to judge by; it may sign what stands before its verifier.
+lab_judgement judge(lab_state &lab, lab_gss *gss, const call_header &header,
+                    std::string_view message, XDR &in, const lab_fault &fault) {
+  if (header.credential.flavour != RPCSEC_GSS || gss == nullptr)
+    return lab.credentials.judge(header.credential, fault);
+  constexpr std::size_t words = 32;  // six of the header, the flavour, the length
+  std::size_t size = words + (header.credential.body.size() + 3) / 4 * 4;
+  gss_call call{header.xid, message.substr(0, size), header.credential, header.verifier, in};
+  return gss->judge(call, fault);
+}
+
 void append(lab_reply &reply, const lab_reply &body) {
   // The body's own words are copied; records go on lying where they are.
   for (const auto &[bytes, shared] : body.marked_pieces()) {
@@ -92,14 +104,15 @@ void append(lab_reply &reply, const lab_reply &body) {
 
 lab_outcome dispatch_call(lab_state &lab, const lab_program &program,
                           const fault_connection &connection, std::uint64_t number,
-                          std::string_view message, lab_reply &reply, lab_fault &fault) {
+                          std::string_view message, lab_gss *gss, lab_reply &reply,
+                          lab_fault &fault) {
   xdr_memory_reader in(message);
   call_header header;
   if (!get_header(in, header)) return lab_outcome::hang_up;
   fault = lab.faults.on_call(connection, header.procedure, header.credential.flavour);
   const lab_procedure *procedure =
       header.program == program.number ? find_procedure(program, header.procedure) : nullptr;
-  lab_judgement verdict = lab.credentials.judge(header.credential, fault);
+  lab_judgement verdict = judge(lab, gss, header, message, in, fault);
   if (fault.deny) verdict.deny = *fault.deny;
 
   lab_exchange call(lab, in);
@@ -107,6 +120,7 @@ lab_outcome dispatch_call(lab_state &lab, const lab_program &program,
   call.version = header.version;
   call.procedure = header.procedure;
   call.user = verdict.user;
+  call.flavour = header.credential.flavour;
   call.login_challenge = verdict.challenge;
   call.fault = fault;
   call.telling = lab.log.wanted();
@@ -119,6 +133,9 @@ lab_outcome dispatch_call(lab_state &lab, const lab_program &program,
   } else if (verdict.deny != 0) {
     put_denial(reply, DENIED_AUTH, verdict.deny);
     call.status = "denied " + std::to_string(verdict.deny);
+  } else if (verdict.own) {
+    put_accepted(reply, verdict.verifier, ACCEPT_SUCCESS, program.version);
+    reply.put_bytes(verdict.answer);
   } else {
     std::uint32_t status = run_procedure(program, header, procedure, call);
     put_accepted(reply, verdict.verifier, status, program.version);
@@ -128,6 +145,7 @@ lab_outcome dispatch_call(lab_state &lab, const lab_program &program,
       call.status = accept_text(status);
   }
 
+  bool silent = fault.silence || (verdict.silent && verdict.deny == AUTH_OK);
   if (call.telling) {
     lab_event event;
     event.event = "call";
@@ -139,13 +157,13 @@ lab_outcome dispatch_call(lab_state &lab, const lab_program &program,
     event.name = procedure == nullptr ? "unknown" : procedure->name;
     event.auth = verdict.kind;
     event.args = call.args.text();
-    event.status = fault.silence ? "silence" : call.status;
+    event.status = silent ? "silence" : call.status;
     event.records = call.records;
     event.bytes = reply.size();
     event.fault = fault.spec;
     lab.log.add(event);
   }
-  return fault.silence ? lab_outcome::silence : lab_outcome::reply;
+  return silent ? lab_outcome::silence : lab_outcome::reply;
 }
 
 }  // namespace qvr

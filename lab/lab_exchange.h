@@ -36,6 +36,7 @@ struct lab_exchange {
   std::uint32_t version = 0;
   std::uint32_t procedure = 0;
   std::string user;  // whom the credential names
+  std::uint32_t flavour = 0;
   bool login_challenge = false;
   lab_fault fault;
   lab_reply out;  // the results
@@ -63,6 +64,7 @@ struct lab_program {
 
 extern const lab_program PMAP_PROGRAM;
 extern const lab_program EXECD_PROGRAM;
+extern const lab_program GSS_PROGRAM;
 extern const lab_program RAP_PROGRAM;
 extern const lab_program MMDB_PROGRAM;
 

@@ -37,6 +37,9 @@ void merge_call(lab_fault &to, const lab_fault &from) {
   take(to.auth, from.auth);
   take(to.redirect, from.redirect);
   take(to.verifier, from.verifier);
+  take(to.gss, from.gss);
+  to.lose |= from.lose;
+  take(to.tamper, from.tamper);
   take(to.more, from.more);
   to.repeat |= from.repeat;
   take(to.nodes, from.nodes);

@@ -49,6 +49,9 @@ struct lab_fault {
   std::string auth;         // form of the answer of the auth server
   std::string redirect;     // host:program:version
   std::string verifier;
+  std::string gss;                      // form of the answer of RPCSEC_GSS
+  bool lose = false;                    // the connection's contexts are forgotten
+  std::optional<std::uint64_t> tamper;  // bit of the first wrapped fragment of the reply
   std::optional<std::int32_t> more;
   bool repeat = false;
   std::optional<std::uint32_t> nodes;

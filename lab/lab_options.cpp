@@ -31,6 +31,13 @@ const char *const HELP_TEXT =
     "  --ready-fd N                    write the line \"ready ...\" there, not to standard output\n"
     "  --more 1|2                      how pages of save sets go on (default 2)\n"
     "  --login USER:PASSWORD           a user who may log in with a password\n"
+    "  --auth-methods VALUE            a value of \"auth methods\", as ADDRESS/BITS,METHODS; may "
+    "be\n"
+    "                                  given more than once; the word none leaves it out\n"
+    "  --encrypted                     \"connection encrypted\" is \"Enabled\"\n"
+    "  --qop 1|2                       of session keys: 1 checksums only (default 2)\n"
+    "  --insecure                      take RPCSEC_GSS clients without a session key\n"
+    "  --no-gss                        run no authentication service\n"
     "  --fault SPEC                    misbehave (below); may be given more than once\n"
     "  --help                          this text\n"
     "\n"
@@ -50,6 +57,11 @@ enum option_key {
   READY_FD,
   MORE,
   LOGIN,
+  AUTH_METHODS,
+  ENCRYPTED,
+  QOP,
+  INSECURE,
+  NO_GSS,
   FAULT,
   HELP
 };
@@ -67,6 +79,11 @@ constexpr option OPTIONS[] = {
     {"ready-fd", required_argument, nullptr, READY_FD},
     {"more", required_argument, nullptr, MORE},
     {"login", required_argument, nullptr, LOGIN},
+    {"auth-methods", required_argument, nullptr, AUTH_METHODS},
+    {"encrypted", no_argument, nullptr, ENCRYPTED},
+    {"qop", required_argument, nullptr, QOP},
+    {"insecure", no_argument, nullptr, INSECURE},
+    {"no-gss", no_argument, nullptr, NO_GSS},
     {"fault", required_argument, nullptr, FAULT},
     {"help", no_argument, nullptr, HELP},
     {nullptr, 0, nullptr, 0},
@@ -129,6 +146,21 @@ bool take_option(int key, const char *text, lab_options &options, std::string &w
       break;
     case LOGIN:
       good = add_login(text, options);
+      break;
+    case AUTH_METHODS:
+      options.auth_methods.emplace_back(text);
+      break;
+    case ENCRYPTED:
+      options.encrypted = true;
+      break;
+    case QOP:
+      good = number<std::uint32_t>(text, 1, 2, options.qop);
+      break;
+    case INSECURE:
+      options.insecure = true;
+      break;
+    case NO_GSS:
+      options.gss = false;
       break;
     case FAULT: {
       auto fault = parse_fault(text, why);

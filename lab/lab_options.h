@@ -27,6 +27,15 @@ struct lab_options {
   std::string host;
   std::uint16_t port = 7938;  // of the port mapper; 0: any that is free
 
+  // Security: values of "auth methods" in place of the catalogue's, none: its own; "connection
+  // encrypted" as "Enabled" when set; the quality of protection of sessions, 0: the best; whether
+  // clients without a session key are taken; whether there is an authentication service at all.
+  std::vector<std::string> auth_methods;
+  bool encrypted = false;
+  std::uint32_t qop = 0;
+  bool insecure = false;
+  bool gss = true;
+
   int more = 2;  // what a range reply says when there is more
   std::vector<lab_fault> faults;
   std::vector<lab_login> logins;

@@ -13,6 +13,7 @@
 #include "lab_credentials.h"
 #include "lab_faults.h"
 #include "lab_options.h"
+#include "lab_sessions.h"
 
 namespace qvr {
 
@@ -28,6 +29,7 @@ struct lab_state {
   lab_faults faults;
   call_log log;
   lab_credentials credentials;
+  lab_sessions sessions;
 
   std::mutex pmap_mutex;  // guards pmap
   std::vector<pmap_row> pmap;

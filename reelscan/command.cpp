@@ -20,6 +20,7 @@
 #include "debug_words.h"
 #include "default_report.h"
 #include "field_catalogue.h"
+#include "gss_install.h"
 #include "history_report.h"
 #include "hosts.h"
 #include "inventory.h"
@@ -297,6 +298,7 @@ std::string start_runtime(int argc, char **argv) {
   std::string program = program_of(argc > 0 ? argv[0] : nullptr);
   ks_set_progname(program);
   kstr_set_application(REELSCAN_APPLICATION, REELSCAN_PROCESS_KEY);
+  gss_install();
   return program;
 }
 
