@@ -156,7 +156,6 @@ class lab_installation::daemons_t {
     for (auto &served : connections_) served->thread.join();
     connections_.clear();
     listeners_.clear();
-    lab.sessions.close();
   }
 
   std::uint16_t port(const std::string &daemon) const {

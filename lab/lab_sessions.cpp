@@ -7,7 +7,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 
 #include "auth_identity.h"
@@ -48,10 +47,6 @@ bool write_all(int fd, std::string_view bytes) {
 
 }  // namespace
 
-lab_sessions::~lab_sessions() {
-  close();
-}
-
 bool lab_sessions::open(std::uint32_t qop, std::string &why) {
   const qop_row *row = qop != 0 ? qop_find(qop) : gss_choose_qop(gss_supported_qops());
   if (row == nullptr) {
@@ -59,44 +54,32 @@ bool lab_sessions::open(std::uint32_t qop, std::string &why) {
     return false;
   }
   qop_ = row->qop;
-  std::error_code trouble;
-  std::filesystem::path base = std::filesystem::temp_directory_path(trouble);
-  std::string pattern = (trouble ? std::filesystem::path("/tmp") : base) / "qvrlab-XXXXXX";
-  if (mkdtemp(pattern.data()) == nullptr) {
-    why = "cannot make a directory for session records: " + std::string(strerror(errno));
-    return false;
-  }
-  directory_ = pattern;
   return true;
 }
 
-void lab_sessions::close() {
-  if (directory_.empty()) return;
-  std::error_code ignored;
-  std::filesystem::remove_all(directory_, ignored);
-  directory_.clear();
-}
+namespace {
 
 // A file of the user's own. Only root can make one for somebody else, and could not show it to him
 // in a directory that is closed to him: the lab serves the user that runs it.
-errobj_t *lab_sessions::write_file(const session_record &record, const std::string &user,
-                                   std::string &path) {
+errobj_t *write_file(const session_record &record, const std::string &user, std::string &path) {
   if (user != own_user()) return failed("only the user that runs the lab gets sessions");
   xdr_memory_writer out;
   if (!xdr_put_session_record(out, record)) return failed("a session record does not encode");
   secret_text bytes(out.take());
-  {
-    std::lock_guard lock(mutex_);
-    path = directory_ + "/session-" + std::to_string(++files_);
-  }
+  std::error_code trouble;
+  std::filesystem::path base = std::filesystem::temp_directory_path(trouble);
+  std::string pattern = (trouble ? std::filesystem::path("/tmp") : base) / "qvrlab-XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr) return failed("no directory for a session record");
+  path = pattern + "/session";
   int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-  if (fd < 0) return failed("a session record cannot be written");
-  bool written = fchmod(fd, 0600) == 0 && write_all(fd, bytes.get());
-  written = ::close(fd) == 0 && written;
+  bool written = fd >= 0 && fchmod(fd, 0600) == 0 && write_all(fd, bytes.get());
+  if (fd >= 0) written = ::close(fd) == 0 && written;
   if (written) return nullptr;
-  unlink(path.c_str());
+  lab_sessions::drop_file(path);
   return failed("a session record cannot be written");
 }
+
+}  // namespace
 
 errobj_t *lab_sessions::make(const gss_user_identity &user, session_record &record,
                              std::string &path, std::string &challenge) {
@@ -123,7 +106,9 @@ errobj_t *lab_sessions::make(const gss_user_identity &user, session_record &reco
 }
 
 void lab_sessions::drop_file(const std::string &path) {
-  if (!path.empty()) unlink(path.c_str());
+  if (path.empty()) return;
+  unlink(path.c_str());
+  rmdir(path.substr(0, path.rfind('/')).c_str());
 }
 
 errobj_t *lab_sessions::find(std::uint64_t session, session_record &record) const {

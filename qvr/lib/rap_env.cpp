@@ -1,5 +1,6 @@
 #include "rap_env.h"
 
+#include "auth_gss.h"
 #include "clnt_create.h"
 #include "kstr_auth.h"
 #include "kstr_login.h"
@@ -71,6 +72,10 @@ errobj_t *rap_env_t::login(CLIENT &client, const rap_address_t &address, const s
                            const std::string &password, const std::string &domain) {
   (void)address;
   return kstr_login(client, user, password, domain);
+}
+
+bool rap_env_t::turn_on_encryption(CLIENT &client) {
+  return client.auth && authgss_channel(*client.auth, true);
 }
 
 bool rap_env_t::wants_encryption() {

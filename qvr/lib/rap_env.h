@@ -30,6 +30,8 @@ class rap_env_t {
   virtual errobj_t *login(CLIENT &client, const rap_address_t &address, const std::string &user,
                           const std::string &password, const std::string &domain);
   virtual bool wants_encryption();
+  // Puts an authenticated handle on the encrypted channel. False when it cannot be.
+  virtual bool turn_on_encryption(CLIENT &client);
   virtual void sleep_seconds(unsigned seconds);
 };
 

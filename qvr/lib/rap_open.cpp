@@ -76,7 +76,7 @@ errobj_t *bind(const rap_address_t &address, const attrlist &attrs,
                         : rap_env().login(*client, address, user, text_of(attrs, "password"),
                                           text_of(attrs, "domain"));
   if (error == nullptr && rap_env().wants_encryption() && !client->encrypted() &&
-      !client->set_encrypted()) {
+      !rap_env().turn_on_encryption(*client)) {
     error = err_create(2446, 25007,
                        "Encryption required by server, but client failed to turn on encryption");
   }

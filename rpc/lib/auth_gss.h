@@ -25,7 +25,7 @@ enum authgss_control : int {
 
 // Runs the handshake on `client`, whose own AUTH stands again when it is over. An empty target name
 // means the peer's numeric address; a null credential is acquired for the current user. With
-// `encrypted` the handle's encrypted channel flag is set first; with that flag set, however, the
+// `encrypted` the handle's encrypted channel flag is set first; with the flag set by whomever, the
 // channel is on when the handle is returned. Null with the create error set.
 std::unique_ptr<AUTH> authgss_create(CLIENT &client, std::string_view target_name,
                                      gss_credential_ptr credential, bool encrypted);

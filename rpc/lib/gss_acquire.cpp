@@ -90,22 +90,26 @@ errobj_t *take_over(AUTH &auth, gss_cred &cred) {
 }
 
 errobj_t *get_session(const gss_target &target, gss_cred &cred) {
-  cred.token.tag = GSS_TOKEN_USER;
-  cred.token.daemon =
-      gss_name_daemon(target.name_type, target.name.c_str(), target.program, target.version);
-  cred.token.user = current_user(target);
   std::unique_ptr<CLIENT> client;
   if (errobj_t *error = open_service(client)) return error;
-  // Shared with the handle for as long as that lives: here, until the end of this routine.
-  std::shared_ptr<gss_cred> temporary(&cred, [](gss_cred *) {});
-  std::unique_ptr<AUTH> auth = authgss_create(*client, service_host, temporary, false);
-  errobj_t *error = auth ? take_over(*auth, cred) : no_key(cred, target);
-  auth.reset();
+  errobj_t *error = gss_acquire_from(*client, target, cred);
   clnt_auth_destroy(client);
   return error;
 }
 
 }  // namespace
+
+errobj_t *gss_acquire_from(CLIENT &service, const gss_target &target, gss_cred &cred) {
+  cred.token.tag = GSS_TOKEN_USER;
+  cred.token.daemon =
+      gss_name_daemon(target.name_type, target.name.c_str(), target.program, target.version);
+  cred.token.user = current_user(target);
+  // Shared with the handle for as long as that lives: here, until the end of this routine.
+  std::shared_ptr<gss_cred> temporary(&cred, [](gss_cred *) {});
+  std::unique_ptr<AUTH> auth = authgss_create(service, service_host, temporary, false);
+  errobj_t *error = auth ? take_over(*auth, cred) : no_key(cred, target);
+  return error;
+}
 
 errobj_t *gss_acquire_cred(int usage, const gss_target &target, std::shared_ptr<gss_cred> &cred) {
   cred.reset();

@@ -83,6 +83,9 @@ struct gss_target {
 // service of this host. An error object or null.
 errobj_t *gss_acquire_cred(int usage, const gss_target &target, std::shared_ptr<gss_cred> &cred);
 
+// The part of it that speaks with the service, over an open handle to it. An error object or null.
+errobj_t *gss_acquire_from(CLIENT &service, const gss_target &target, gss_cred &cred);
+
 // The initiator's side, one step: takes the peer's token (empty in the first step), gives the next
 // one in `output` (empty: none). `flags` goes in and comes out, `lifetime` is in seconds. An error
 // object, with `major` not complete, or null.

@@ -148,7 +148,7 @@ TEST_F(auth_server, daemons_judge_every_flavour) {
       {__LINE__, {0, ""}, "", {}, 0, ""},
       {__LINE__, {1, unix_body}, "", {}, 0, ""},
       {__LINE__, {1, "\1\2"}, "", 1, 0, ""},
-      {__LINE__, {6, "gss"}, "", 2, 0, ""},
+      {__LINE__, {6, "gss"}, "", 1, 0, ""},
       {__LINE__, {30013, body(0).text(blob).bytes}, "", {}, 30013, body(1).bytes},
       {__LINE__, {30013, body(0).text(forged).bytes}, "", 2, 0, ""},
       {__LINE__, {30013, body(0).bytes}, "", 1, 0, ""},

@@ -46,6 +46,7 @@ class fake_rap final : public rap_env_t {
     return refusals.empty() ? nullptr : err_dup(&refusals.front());
   }
   bool wants_encryption() override { return encrypted; }
+  bool turn_on_encryption(CLIENT &client) override { return client.set_encrypted(); }
   void sleep_seconds(unsigned seconds) override { sleeps.push_back(seconds); }
 
   std::function<fake_answer(std::uint32_t, const std::string &)> answer;
