@@ -93,8 +93,9 @@ errobj_t *session_record_read(const std::string &path, session_record &record) {
   secret_text bytes;
   if (!read_whole(file.fd, bytes.get())) return GSS_UNEXPECTED("Could create xdrs\n");
   xdr_memory_reader in(bytes.get());
-  if (!xdr_get_session_record(in, record)) return GSS_UNEXPECTED("Could not decode data\n");
-  return nullptr;
+  if (xdr_get_session_record(in, record)) return nullptr;
+  record = {};
+  return GSS_UNEXPECTED("Could not decode data\n");
 }
 
 }  // namespace qvr

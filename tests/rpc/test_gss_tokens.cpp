@@ -296,8 +296,8 @@ TEST_F(session_file, only_a_private_regular_file_is_believed) {
     session_record record;
     errobj_t *error = session_record_read(path, record);
     EXPECT_EQ(error == nullptr, at.failure == nullptr);
-    if (error != nullptr && at.failure != nullptr) EXPECT_EQ(error->text, at.failure);
-    if (at.failure == nullptr) EXPECT_EQ(record.key.view(), gss_test_key(5));
+    EXPECT_EQ(error != nullptr ? error->text : "", at.failure != nullptr ? at.failure : "");
+    EXPECT_EQ(record.key.view() == gss_test_key(5), at.failure == nullptr);
   }
   session_record record;
   EXPECT_NE(session_record_read(path + std::string("\0x", 2), record), nullptr);
