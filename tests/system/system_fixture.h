@@ -58,6 +58,14 @@ class installation {
   }
   command_result run(std::string_view line) const { return run(words_of(line)); }
 
+  // A program beside the command; both its streams are its standard output.
+  std::unique_ptr<background_command> start(const std::vector<std::string> &argv) const {
+    command_options options;
+    options.host = host_.get();
+    options.err_to_out = true;
+    return std::make_unique<background_command>(argv, options);
+  }
+
   // A shell line, in which $reelscan is the command.
   command_result shell(const std::string &line) const {
     command_options options;
