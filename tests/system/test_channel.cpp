@@ -61,8 +61,6 @@ TEST_F(channel, the_report_is_the_same_over_every_flavour) {
     const char *options;
     const char *flavours;
   } rows[] = {
-      {__LINE__, "--fault daemon=qvrmmdbd,flavour=30013,deny=2 --auth-methods 0.0.0.0/0,oldauth",
-       "AUTH_KSTR full, AUTH_UNIX"},
       {__LINE__, "--auth-methods 0.0.0.0/0,oldauth", "AUTH_KSTR full, AUTH_KSTR short"},
       {__LINE__, "--auth-methods 0.0.0.0/0,qvrauth",
        "RPCSEC_GSS, RPCSEC_GSS init, RPCSEC_GSS token"},
