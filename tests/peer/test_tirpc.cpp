@@ -54,7 +54,7 @@ TEST_F(tirpc_peer, finds_the_daemons_over_both_transports) {
     EXPECT_EQ(mapper.null(), 0);
     std::vector<std::array<unsigned long, 4>> rows;
     EXPECT_EQ(mapper.pmap_dump(rows), 0);
-    EXPECT_EQ(rows.size(), 5u);
+    EXPECT_EQ(rows.size(), 6u);
     std::uint16_t port = 0;
     EXPECT_EQ(mapper.pmap_getport(390107, 6, 6, port), 0);
     EXPECT_EQ(port, lab_.port("qvrmmdbd"));
