@@ -40,6 +40,7 @@ struct level2_t {
   host_table_t hosts;
   host_table_t clients;
   host_table_t inactive;
+  std::uint64_t flushes = 0;  // under lock
 };
 
 void empty_tables();
@@ -102,6 +103,7 @@ void act_on_flags(level2_t &all) {
     dns_cache_flush();
     all.hosts.clear();
     all.clients.clear();
+    all.flushes++;
   }
   if (print) {
     print_all(all);
@@ -177,9 +179,7 @@ const host_entry_t *self_primary(level2_t &all, host_lock_t &hold) {
 }
 
 // 1 this host, 0 another one, -1 the table does not know.
-int ask_hosts_table(const char *name) {
-  level2_t &all = level2();
-  host_lock_t hold(all.lock);
+int ask_hosts_table_once(level2_t &all, host_lock_t &hold, const char *name) {
   act_on_flags(all);
   if (is_inactive(all, name)) return 0;
   const host_entry_t *entry = resolve(all, hold, name);
@@ -189,6 +189,20 @@ int ask_hosts_table(const char *name) {
   entry = resolve(all, hold, name);
   if (entry == nullptr || entry->state != HOST_RESOLVED) return -1;
   return entry->primary == all.hosts.self() ? 1 : -1;
+}
+
+// The same, asked again where a flush took the entries away while DNS was asked.
+int ask_hosts_table(const char *name) {
+  constexpr int tries = 16;
+  level2_t &all = level2();
+  host_lock_t hold(all.lock);
+  int answer = -1;
+  for (int i = 0; i < tries; i++) {
+    std::uint64_t flushes = all.flushes;
+    answer = ask_hosts_table_once(all, hold, name);
+    if (answer >= 0 || flushes == all.flushes) break;
+  }
+  return answer;
 }
 
 // The name to ask the cluster layer for, from an address.
