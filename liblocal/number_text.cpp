@@ -6,6 +6,8 @@
 #include <cstring>
 #include <limits>
 
+#include "ks_wrappers.h"
+
 namespace qvr {
 
 namespace {
@@ -122,19 +124,11 @@ std::int64_t parse_i64(const char *text, const char **end, int base, int *status
 }
 
 std::size_t str_copy(char *to, const char *from, std::size_t size) {
-  std::size_t length = std::strlen(from);
-  if (size != 0) {
-    std::size_t part = length < size ? length : size - 1;
-    std::memcpy(to, from, part);
-    to[part] = '\0';
-  }
-  return length;
+  return ks_strlcpy(to, from, size);
 }
 
 std::size_t str_append(char *to, const char *from, std::size_t size) {
-  std::size_t have = strnlen(to, size);
-  if (have == size) return size + std::strlen(from);
-  return have + str_copy(to + have, from, size - have);
+  return ks_strlcat(to, from, size);
 }
 
 }  // namespace qvr
