@@ -267,17 +267,16 @@ std::int64_t qvr_getdate_end_from(std::string_view text, std::int64_t now) {
   std::int64_t result = qvr_getdate_from(text, now, &flags);
   if (result == TIME_FAILED || (flags & DATE_HAS_TIME) != 0) return result;
   if (result >= now - (DAY - 1)) return result;
-  std::tm today, day;
-  if (!local_fields(now, today) || !local_fields(result, day)) return result;
-  bool same_clock =
-      today.tm_hour == day.tm_hour && today.tm_min == day.tm_min && today.tm_sec == day.tm_sec;
-  bool midnight = day.tm_hour == 0 && day.tm_min == 0 && day.tm_sec == 0;
-  if (same_clock || midnight) return time_end_of_day(result);
-  // A day that another zone or a number of seconds has named: its end is told by distances.
+  // Which day is meant shows in the distance from now, or from the midnight ahead of now. A time of
+  // day that a change of daylight time lies behind is left alone.
   std::int64_t to_midnight = time_end_of_day(now) + 1 - now;
   if ((now - result) % DAY == 0) return result + to_midnight - 1;
   std::int64_t off = (now + to_midnight - result) % DAY;
-  return off == 0 || off == 3600 || off == DAY - 3600 ? result + DAY - 1 : result;
+  std::tm day;  // where daylight time is not an hour, only the clock shows a midnight
+  bool midnight =
+      local_fields(result, day) && day.tm_hour == 0 && day.tm_min == 0 && day.tm_sec == 0;
+  bool whole = off == 0 || off == 3600 || off == DAY - 3600;
+  return whole || midnight ? result + DAY - 1 : result;
 }
 
 std::int64_t qvr_getdate_end(std::string_view text) {

@@ -309,12 +309,12 @@ TEST(dates_read, the_end_of_a_range) {
       {__LINE__, "UTC", "tomorrow", "2024-04-06 00:00:00"},
       {__LINE__, "UTC", "forever", "?"},
       {__LINE__, "Europe/Berlin", "3/7/2024", "2024-03-07 23:59:59"},
-      {__LINE__, "Europe/Berlin", "2 weeks ago", "2024-03-22 23:59:59"},
-      {__LINE__, "Europe/Berlin", "3/31/2024", "2024-03-31 23:59:59"},
-      {__LINE__, "America/New_York", "month ago", "2024-03-05 23:59:59"},
-      {__LINE__, "America/New_York", "11/5/2023", "2023-11-05 23:59:59"},
-      {__LINE__, "Australia/Lord_Howe", "10/1/2023", "2023-10-01 23:59:59"},
-      {__LINE__, "Australia/Lord_Howe", "8 months ago", "2023-08-05 23:59:59"},
+      {__LINE__, "Europe/Berlin", "2 weeks ago", "2024-03-22 10:00:00"},
+      {__LINE__, "Europe/Berlin", "3/31/2024", "2024-04-01 00:59:59"},
+      {__LINE__, "America/New_York", "month ago", "2024-03-05 10:00:00"},
+      {__LINE__, "America/New_York", "11/5/2023", "2023-11-05 22:59:59"},
+      {__LINE__, "Australia/Lord_Howe", "9/20/2023", "2023-09-20 23:59:59"},
+      {__LINE__, "Australia/Lord_Howe", "8 months ago", "2023-08-05 10:00:00"},
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(row.line);
