@@ -151,7 +151,7 @@ bool order(scan_t &scan) {
     return false;
   }
   std::string_view letters = scan.argument;
-  if (letters.find_first_not_of("celmnotR") != std::string_view::npos) {
+  if (letters.find_first_not_of(SORT_LETTERS) != std::string_view::npos) {
     msg_print(164230, REFUSED, PLAIN_ERROR,
               "invalid sorting order specifier, choose from `celmnotR'\n");
     return false;
@@ -222,30 +222,37 @@ bool summary(scan_t &scan) {
   return true;
 }
 
+struct export_row_t {
+  export_form_t form;
+  export_kind_t kind;
+};
+
+constexpr export_row_t export_rows[] = {
+    {{'c', "delimiter", "delimited text"}, EXPORT_DELIMITED},
+    {{'p', "printf-string", "a printf string"}, EXPORT_PRINTF},
+    {{'m', nullptr, "XML"}, EXPORT_XML},
+    {{'q', nullptr, "nothing: exit status and messages only"}, EXPORT_QUOTED},
+};
+
 // The kind by the first letter; none after a message.
 export_kind_t export_kind_of(std::string_view text) {
   if (text.empty()) {
     msg_print(164234, REFUSED, PLAIN_ERROR, "no exportspec specified for -x\n");
     return EXPORT_NONE;
   }
-  switch (text.front()) {
-    case 'c':
-      if (text.size() > 1) return EXPORT_DELIMITED;
-      msg_print(6138, REFUSED, PLAIN_ERROR, "no delimiter-char specified for -xc<delimiter-char>");
-      return EXPORT_NONE;
-    case 'p':
-      if (text.size() > 1) return EXPORT_PRINTF;
-      msg_print(164235, REFUSED, PLAIN_ERROR,
-                "no printf-string specified for -xp<printf-string>\n");
-      return EXPORT_NONE;
-    case 'q':
-      return EXPORT_QUOTED;
-    case 'm':
-      return EXPORT_XML;
-    default:
-      msg_print(164236, REFUSED, PLAIN_ERROR, "unknown exportspec for -x\n");
-      return EXPORT_NONE;
+  auto row = std::find_if(std::begin(export_rows), std::end(export_rows),
+                          [&](const export_row_t &each) { return each.form.letter == text[0]; });
+  if (row == std::end(export_rows)) {
+    msg_print(164236, REFUSED, PLAIN_ERROR, "unknown exportspec for -x\n");
+    return EXPORT_NONE;
   }
+  if (row->form.parameter == nullptr || text.size() > 1) return row->kind;
+  if (row->kind == EXPORT_DELIMITED) {
+    msg_print(6138, REFUSED, PLAIN_ERROR, "no delimiter-char specified for -xc<delimiter-char>");
+  } else {
+    msg_print(164235, REFUSED, PLAIN_ERROR, "no printf-string specified for -xp<printf-string>\n");
+  }
+  return EXPORT_NONE;
 }
 
 bool export_form(scan_t &scan) {
@@ -264,51 +271,62 @@ bool export_form(scan_t &scan) {
 }
 
 struct option_row_t {
-  char letter;
-  bool takes_argument;
+  option_form_t form;
   bool (*work)(scan_t &);
 };
 
 constexpr option_row_t option_rows[] = {
-    {'A', true, attributes},
-    {'a', false, all},
-    {'B', false, bootstrap},
-    {'C', false, client_inventory_asked},
-    {'c', true, client},
-    {'D', true, debug},
-    {'h', false, history},
-    {'I', false, iso_times},
-    {'k', false, virtual_machines},
-    {'L', false, long_linear},
-    {'l', false, no_aliases},
-    {'m', false, media},
-    {'N', true, name},
-    {'O', false, volume_inventory_asked},
-    {'o', true, order},
-    {'p', false, plain},
-    {'q', true, query},
-    {'r', true, report},
-    {'S', false, linear},
-    {'s', true, server},
-    {'t', true, since},
-    {'T', true, until},
-    {'V', false, very_verbose},
-    {'v', false, verbose},
-    {'X', false, summary},
-    {'x', true, export_form},
+    {{'A', "attrspec", "attribute that a save set must or must not carry"}, attributes},
+    {{'a', nullptr, "all: no default time"}, all},
+    {{'B', nullptr, "bootstrap save sets"}, bootstrap},
+    {{'C', nullptr, "clients and their identifiers"}, client_inventory_asked},
+    {{'c', "client", "save sets of this client"}, client},
+    {{'D', "level", "debug output up to this level"}, debug},
+    {{'h', nullptr, "history of changes"}, history},
+    {{'I', nullptr, "times in the form 2026-11-22T14:30:00"}, iso_times},
+    {{'k', nullptr, "virtual machines"}, virtual_machines},
+    {{'L', nullptr, "linear report with long identifiers"}, long_linear},
+    {{'l', nullptr, "compare client names by their text alone"}, no_aliases},
+    {{'m', nullptr, "volumes"}, media},
+    {{'N', "name", "save sets of this name"}, name},
+    {{'O', nullptr, "volumes and their identifiers"}, volume_inventory_asked},
+    {{'o', "order", "sort order"}, order},
+    {{'p', nullptr, "save times, browse and retention limits"}, plain},
+    {{'q', "queryspec", "query"}, query},
+    {{'r', "reportspec", "columns of the report"}, report},
+    {{'S', nullptr, "linear report"}, linear},
+    {{'s', "server", "server to ask"}, server},
+    {{'t', "time", "save sets from this time on"}, since},
+    {{'T', "time", "changes up to this time"}, until},
+    {{'V', nullptr, "longest default report"}, very_verbose},
+    {{'v', nullptr, "longer default report"}, verbose},
+    {{'X', nullptr, "summary of what was saved"}, summary},
+    {{'x', "exportspec", "export form"}, export_form},
 };
 
 // The rows as getopt takes them. The "+" stops it at the first operand, as POSIX has it.
 std::string option_letters() {
   std::string letters = "+";
   for (const option_row_t &row : option_rows) {
-    letters += row.letter;
-    if (row.takes_argument) letters += ':';
+    letters += row.form.letter;
+    if (row.form.argument != nullptr) letters += ':';
   }
   return letters;
 }
 
 }  // namespace
+
+std::vector<option_form_t> option_forms() {
+  std::vector<option_form_t> forms;
+  for (const option_row_t &row : option_rows) forms.push_back(row.form);
+  return forms;
+}
+
+std::vector<export_form_t> export_forms() {
+  std::vector<export_form_t> forms;
+  for (const export_row_t &row : export_rows) forms.push_back(row.form);
+  return forms;
+}
 
 bool scan_options(int argc, char **argv, const option_services_t &services, settings_t &settings,
                   request_t &request, const char *&refusal) {
@@ -317,8 +335,9 @@ bool scan_options(int argc, char **argv, const option_services_t &services, sett
   optind = 0;  // a scan may follow another one
   opterr = 0;
   for (int letter; (letter = getopt(argc, argv, letters.c_str())) != -1;) {
-    auto row = std::find_if(std::begin(option_rows), std::end(option_rows),
-                            [letter](const option_row_t &each) { return each.letter == letter; });
+    auto row =
+        std::find_if(std::begin(option_rows), std::end(option_rows),
+                     [letter](const option_row_t &each) { return each.form.letter == letter; });
     if (row == std::end(option_rows)) return false;
     scan_t scan{services, settings, request, optarg};
     if (row->work(scan)) continue;

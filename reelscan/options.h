@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "query_spec.h"
 #include "request.h"
@@ -12,6 +13,24 @@ namespace qvr {
 
 inline constexpr int WAITING_TEXTS_MAX = 1000;        // of -A, -N and -q each
 inline constexpr std::size_t EXPORT_TEXT_MAX = 1023;  // bytes behind -x
+
+inline constexpr std::string_view SORT_LETTERS = "celmnotR";  // of -o
+
+// One option, as manuals and completions tell it.
+struct option_form_t {
+  char letter;
+  const char *argument;  // what it is called; null: the option takes none
+  const char *summary;
+};
+std::vector<option_form_t> option_forms();
+
+// One form of -x.
+struct export_form_t {
+  char letter;
+  const char *parameter;  // what stands behind the letter; null: nothing has to
+  const char *summary;
+};
+std::vector<export_form_t> export_forms();
 
 // What an option asks of other floors.
 struct option_services_t {

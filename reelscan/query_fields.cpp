@@ -54,6 +54,11 @@ void refuse_column(bool history, const mr_t &field) {
 
 }  // namespace
 
+field_place history_field(std::string_view key) {
+  if (belongs(key, shared_fields)) return field_place::history_alone;
+  return belongs(key, 0) ? field_place::anywhere : field_place::reports_alone;
+}
+
 bool validate_fields(bool history, const query_constraints_t &constraints,
                      const report_columns_t &columns) {
   bool good = true;

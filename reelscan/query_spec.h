@@ -23,6 +23,10 @@ const char *parse_query_spec(std::string_view text, query_constraints_t &list,
 const char *parse_query_shortcut(char option, std::string_view value, query_constraints_t &list,
                                  name_to_id_t name_to_id);
 
+// Where a field may stand: in a history query and its report, in all others, or in both.
+enum class field_place { reports_alone, history_alone, anywhere };
+field_place history_field(std::string_view key);
+
 // Prints a message for every constraint and column that does not belong to a history query, or, for
 // any other report, that does. False when there was one.
 bool validate_fields(bool history, const query_constraints_t &constraints,
