@@ -1,9 +1,9 @@
 #include "err_class.h"
 
 #include <cerrno>
-#include <cstring>
 
 #include "errobj.h"
+#include "ks_wrappers.h"
 
 namespace qvr {
 
@@ -224,7 +224,7 @@ std::int32_t err_fill_severity(std::int32_t code) {
 }
 
 std::string err_number_text(int cls, int number) {
-  if (cls == ERR_SYSTEM) return number == 0 ? "Success" : std::strerror(number);
+  if (cls == ERR_SYSTEM) return number == 0 ? "Success" : ks_strerror(number);
   if (const err_number_t *row = number_row(cls, number)) return row->text;
   const err_class_row_t *row = err_class_row(cls);
   if (row == nullptr || row->numbers.empty()) return "Unknown error";

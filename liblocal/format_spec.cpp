@@ -79,12 +79,13 @@ class reader {
   void star() {
     if (at_ < format_.size() && is_digit(format_[at_])) {
       star_ = true;  // a numbered one: the digits and a '$' follow
-    } else if (conv_.value_pos == 0 && number_ == 0) {
-      star_position() = position_++;
     } else {
-      // The conversion keeps its position; the star takes the one behind.
-      if (conv_.value_pos == 0) conv_.value_pos = position_;
-      position_ = conv_.value_pos + 1;
+      if (!held_ && (conv_.value_pos > 0 || number_ > 0)) {
+        // The conversion keeps its position; the stars take those behind.
+        if (conv_.value_pos == 0) conv_.value_pos = position_;
+        position_ = conv_.value_pos + 1;
+        held_ = true;
+      }
       star_position() = position_++;
     }
     clear_number();
@@ -115,7 +116,7 @@ class reader {
     conv_.letter = first;
     if (first == 'h' || first == 'l' || first == 'L') modified(first);
     if (conv_.value_pos == 0) conv_.value_pos = position_;
-    position_ = conv_.value_pos + 1;
+    if (!held_) position_ = conv_.value_pos + 1;
   }
 
   void modified(char first) {
@@ -139,6 +140,7 @@ class reader {
   bool has_number_ = false;
   bool point_ = false;
   bool star_ = false;
+  bool held_ = false;  // the value's position lies in front of those of the stars
 };
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
@@ -10,9 +9,9 @@
 
 #include "immortal.h"
 #include "ks_clock.h"
-#include "ks_code_set.h"
 #include "ks_errors.h"
 #include "ks_wrappers.h"
+#include "text_convert.h"
 
 namespace qvr {
 
@@ -33,13 +32,10 @@ converted_values_t &converted_values() {
 const char *ks_getenv(const char *name) {
   const char *value = std::getenv(name);
   if (value == nullptr) return nullptr;
-  std::string_view text(value);
-  bool ascii = std::all_of(text.begin(), text.end(),
-                           [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-  if (ascii) return value;
+  if (text_is_ascii(value)) return value;
   converted_values_t &kept = converted_values();
   std::lock_guard hold(kept.lock);
-  return kept.values.insert(ks_text_to_internal(text)).first->c_str();
+  return kept.values.insert(name_from_locale(value)).first->c_str();
 }
 
 int ks_putenv(const char *name, const char *value) {

@@ -6,9 +6,9 @@
 #include <cstring>
 
 #include "debug_words.h"
-#include "ks_code_set.h"
 #include "ks_errors.h"
 #include "ks_wrappers.h"
+#include "text_convert.h"
 
 namespace qvr {
 
@@ -44,7 +44,7 @@ bool write_mark(int descriptor) {
 
 int ks_open(const char *path, int how, mode_t mode, unsigned flags) {
   KS_DEBUG(10, "ks_open(): Calling open().\n");
-  int descriptor = noted(open(ks_path_to_system(path).c_str(), how, mode));
+  int descriptor = noted(open(name_to_locale(path).c_str(), how, mode));
   if (descriptor < 0) return descriptor;
   bool reads = (how & O_ACCMODE) != O_WRONLY, writes = (how & O_ACCMODE) != O_RDONLY;
   if ((flags & KS_OPEN_CHECK_BOM) != 0 && reads) pass_over_mark(descriptor);
@@ -59,17 +59,17 @@ int ks_open(const char *path, int how, mode_t mode, unsigned flags) {
 
 int ks_creat(const char *path, mode_t mode) {
   KS_DEBUG(10, "ks_creat(): Calling creat().\n");
-  return noted(creat(ks_path_to_system(path).c_str(), mode));
+  return noted(creat(name_to_locale(path).c_str(), mode));
 }
 
 int ks_stat(const char *path, struct stat *out) {
   KS_DEBUG(10, "ks_stat(): Calling stat().\n");
-  return noted(stat(ks_path_to_system(path).c_str(), out));
+  return noted(stat(name_to_locale(path).c_str(), out));
 }
 
 int ks_lstat(const char *path, struct stat *out) {
   KS_DEBUG(10, "ks_lstat(): Calling lstat().\n");
-  return noted(lstat(ks_path_to_system(path).c_str(), out));
+  return noted(lstat(name_to_locale(path).c_str(), out));
 }
 
 int ks_fstat(int descriptor, struct stat *out) {
@@ -79,7 +79,7 @@ int ks_fstat(int descriptor, struct stat *out) {
 
 int ks_statvfs(const char *path, struct statvfs *out) {
   KS_DEBUG(10, "ks_statvfs(): Calling statvfs().\n");
-  return noted(statvfs(ks_path_to_system(path).c_str(), out));
+  return noted(statvfs(name_to_locale(path).c_str(), out));
 }
 
 int ks_fstatvfs(int descriptor, struct statvfs *out) {
@@ -92,7 +92,7 @@ off_t ks_lseek(int descriptor, off_t offset, int whence) {
 }
 
 FILE *ks_setmntent(const char *path, const char *type) {
-  FILE *table = setmntent(ks_path_to_system(path).c_str(), type);
+  FILE *table = setmntent(name_to_locale(path).c_str(), type);
   if (table == nullptr) ks_set_error(errno, KS_ERROR_ERRNO);
   return table;
 }

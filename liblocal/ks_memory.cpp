@@ -1,8 +1,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
 
 #include "ks_wrappers.h"
+#include "per_thread.h"
+#include "text_convert.h"
 
 namespace qvr {
 
@@ -15,6 +18,15 @@ void *until_it_works(Allocate allocate) {
     ks_sleep_ms(1000);
   }
 }
+
+constexpr std::size_t ERROR_TEXTS = 200, ERROR_TEXT_SIZE = 3072;
+
+struct error_texts_t {
+  // Pages that no text reaches are never touched.
+  std::unique_ptr<char[]> block =
+      std::make_unique_for_overwrite<char[]>(ERROR_TEXTS * ERROR_TEXT_SIZE);
+  std::size_t next = 0;
+};
 
 }  // namespace
 
@@ -54,15 +66,13 @@ std::size_t ks_strlcat(char *to, const char *from, std::size_t size) {
 }
 
 const char *ks_strerror(int error) {
-  constexpr std::size_t buffers = 200, buffer_size = 3072;
-  // Pages that no text reaches are never touched.
-  thread_local std::unique_ptr<char[]> ring =
-      std::make_unique_for_overwrite<char[]>(buffers * buffer_size);
-  thread_local std::size_t next = 0;
-  char *buffer = ring.get() + next * buffer_size;
-  next = (next + 1) % buffers;
-  char local[256];
-  ks_strlcpy(buffer, strerror_r(error, local, sizeof local), buffer_size);
+  error_texts_t &ring = per_thread<error_texts_t>::get();
+  char *buffer = ring.block.get() + ring.next * ERROR_TEXT_SIZE;
+  ring.next = (ring.next + 1) % ERROR_TEXTS;
+  char room[256];
+  std::string store;
+  std::string_view text = text_from_locale(strerror_r(error, room, sizeof room), store);
+  buffer[text.copy(buffer, ERROR_TEXT_SIZE - 1)] = '\0';
   return buffer;
 }
 

@@ -21,11 +21,12 @@ void *ks_calloc(std::size_t count, std::size_t size);
 char *ks_strdup(const char *text);
 void ks_free(void *memory);
 
-// Texts. The result of strlcpy and strlcat is the length that was tried for, as in BSD.
+// Texts, bounded as in BSD: `size` counts the whole buffer with its NUL, the result is the length
+// that was tried for. Nothing is written with a size of 0, nor appended to a buffer without an end.
 std::size_t ks_strlcpy(char *to, const char *from, std::size_t size);
 std::size_t ks_strlcat(char *to, const char *from, std::size_t size);
-// The text of an errno value. It lies in a ring of the calling thread of 200 buffers of 3072 bytes
-// and stays valid for the thread's next 199 calls.
+// The text of an errno value in the internal code set. It lies in a ring of the calling thread of
+// 200 buffers of 3072 bytes and stays valid for the thread's next 199 calls.
 const char *ks_strerror(int error);
 // A bounded print through the format engine (format.h): `size` counts the NUL, the result is the
 // length of what was written.

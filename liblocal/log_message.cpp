@@ -1,8 +1,5 @@
-#include <pthread.h>
-
 #include <array>
 #include <ctime>
-#include <memory>
 #include <string>
 
 #include "debug_format.h"
@@ -10,30 +7,17 @@
 #include "immortal.h"
 #include "msg.h"
 #include "msg_process.h"
+#include "per_thread.h"
 
 namespace qvr {
 
 namespace {
 
-// The list of a thread that keeps its messages. A plain pointer, released by a thread key.
+// The list of a thread that keeps its messages.
 struct thread_messages_t {
   std::string last;
 };
-thread_local thread_messages_t *kept_messages = nullptr;
-
-void drop_messages(void *messages) {
-  kept_messages = nullptr;
-  std::unique_ptr<thread_messages_t>(static_cast<thread_messages_t *>(messages));
-}
-
-pthread_key_t messages_key() {
-  static const pthread_key_t key = [] {
-    pthread_key_t made{};
-    pthread_key_create(&made, drop_messages);
-    return made;
-  }();
-  return key;
-}
+using kept_messages = per_thread<thread_messages_t>;
 
 bool below_error(const std::string &text) {
   for (const char *word : {"notice,", "notice:", "warning,", "warning:"}) {
@@ -57,20 +41,17 @@ std::string time_and_program() {
 }  // namespace
 
 void thread_messages_open() {
-  if (kept_messages != nullptr) return;
-  kept_messages = std::make_unique<thread_messages_t>().release();
-  pthread_setspecific(messages_key(), kept_messages);
+  kept_messages::get();
 }
 
 void thread_messages_close() {
-  if (kept_messages == nullptr) return;
-  pthread_setspecific(messages_key(), nullptr);
-  drop_messages(kept_messages);
+  kept_messages::drop();
 }
 
 const std::string &thread_last_message() {
   static immortal<const std::string> none;
-  return kept_messages != nullptr ? kept_messages->last : *none;
+  const thread_messages_t *messages = kept_messages::find();
+  return messages != nullptr ? messages->last : *none;
 }
 
 void log_message(const char *format, ...) {
@@ -78,7 +59,8 @@ void log_message(const char *format, ...) {
   va_start(args, format);
   std::string text = debug_format_v(format, args);
   va_end(args);
-  if (kept_messages != nullptr && !below_error(text)) kept_messages->last = text;
+  thread_messages_t *messages = kept_messages::find();
+  if (messages != nullptr && !below_error(text)) messages->last = text;
   std::string line = time_and_program() + text;
   constexpr std::int32_t error_severity = 3;
   msg_print(0, error_severity, MSG_STDERR, "%s", {{MSG_ARG_TEXT, line}});

@@ -1,9 +1,10 @@
 #include "msg_console.h"
 
 #include <array>
+#include <cstring>
 
-#include "msg_process.h"
 #include "msg_rings.h"
+#include "progname.h"
 #include "text_convert.h"
 
 namespace qvr {
@@ -24,7 +25,7 @@ void console_write_headed(std::FILE *stream, std::int32_t id, std::string_view s
   std::array<char, 16> number;
   int digits = std::snprintf(number.data(), number.size(), "%d:", id);
   append({number.data(), static_cast<std::size_t>(digits)});
-  append(std::string_view(msg_program()).substr(0, head_room / 2));
+  size += std::strlen(ks_get_progname(line.data() + size, head_room / 2));
   append(separator);
   append(text);
   append(end);

@@ -4,6 +4,7 @@
 #include "msg_console.h"
 #include "msg_log.h"
 #include "msg_process.h"
+#include "text_convert.h"
 
 namespace qvr {
 
@@ -14,6 +15,12 @@ constexpr std::uint32_t LOG_FLAGS = RAW_FLAGS | MSG_LOG_PATH;
 constexpr std::uint32_t CONSOLE_FLAGS = MSG_STDOUT | MSG_STDERR;
 
 void write_line(std::FILE *stream, const std::string &line) {
+  text_to_file(stream, line);
+  std::fflush(stream);
+}
+
+// A raw line stays as it is: its lengths count bytes.
+void write_raw_line(std::FILE *stream, const std::string &line) {
   std::fwrite(line.data(), 1, line.size(), stream);
   std::fflush(stream);
 }
@@ -68,7 +75,9 @@ void deliver_to_logs(const errobj_t &error, std::uint32_t flags, const std::stri
   }
   std::string raw = msg_raw_line(error) + '\n';
   bool to_raw = (flags & RAW_FLAGS) != 0;
-  if (std::FILE *raw_log = outlets.raw_log; raw_log != nullptr && to_raw) write_line(raw_log, raw);
+  if (std::FILE *raw_log = outlets.raw_log; raw_log != nullptr && to_raw) {
+    write_raw_line(raw_log, raw);
+  }
   bool quiet = (mode & MSG_MODE_QUIET) != 0;
   std::FILE *rendered_log = outlets.rendered_log;
   if (rendered_log != nullptr && (to_raw || service || !quiet)) {

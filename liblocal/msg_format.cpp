@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
+#include <forward_list>
 #include <memory>
 
 #include "catalogue.h"
@@ -48,7 +48,8 @@ struct values_cursor_t : fmt_cursor_t {
   const msg_values_t &values;
   std::size_t index = 0;
   int depth;
-  std::deque<std::string> rendered;  // nested messages, for as long as the engine runs
+  // Nested messages, for as long as the engine runs; a list without any takes no memory.
+  std::forward_list<std::string> rendered;
 };
 
 values_cursor_t &of(fmt_cursor_t &cursor) {
@@ -127,9 +128,9 @@ void fetch_text(fmt_slot_t &slot, fmt_cursor_t &cursor, const char *locale) {
   std::string_view text = value.text;
   if (value.err != nullptr) {
     text =
-        mine.rendered.emplace_back(msg_render_nested(locale, value.err->message, mine.depth + 1));
+        mine.rendered.emplace_front(msg_render_nested(locale, value.err->message, mine.depth + 1));
   } else if (value.type == MSG_ARG_ENCODED) {
-    text = mine.rendered.emplace_back(msg_render_encoded(locale, text, mine.depth + 1));
+    text = mine.rendered.emplace_front(msg_render_encoded(locale, text, mine.depth + 1));
   } else if (value.type == MSG_ARG_ATTR) {
     text = msg_attr_text(locale, text);
   }

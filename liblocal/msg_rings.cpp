@@ -1,7 +1,5 @@
 #include "msg_rings.h"
 
-#include <pthread.h>
-
 #include <array>
 #include <atomic>
 #include <cstdlib>
@@ -10,6 +8,7 @@
 
 #include "debug_line.h"
 #include "debug_words.h"
+#include "per_thread.h"
 
 namespace qvr {
 
@@ -42,35 +41,16 @@ struct msg_rings_t {
   std::size_t next_text = 0;
 };
 
-// A plain pointer in thread-local storage and a thread key that releases what it points to:
-// clean-up functions at exit run after the main thread's objects are gone, and still print
-// messages.
-thread_local msg_rings_t *rings_of_thread = nullptr;
-
-void drop_rings(void *rings) {
-  rings_of_thread = nullptr;
-  std::unique_ptr<msg_rings_t>(static_cast<msg_rings_t *>(rings));
-}
-
 msg_rings_t &rings() {
-  if (rings_of_thread == nullptr) {
-    static const pthread_key_t key = [] {
-      pthread_key_t made{};
-      pthread_key_create(&made, drop_rings);
-      return made;
-    }();
-    rings_of_thread = std::make_unique<msg_rings_t>().release();
-    pthread_setspecific(key, rings_of_thread);
-  }
-  return *rings_of_thread;
+  return per_thread<msg_rings_t>::get();
 }
 
 // Reads the setting once for the process and tells of it.
 std::size_t pool_slots() {
   static const char *const variable = std::getenv("MSG_STRUCTURED_TEXT_POOL_SIZE");
-  if (variable == nullptr) return ERROBJ_RING;
+  if (variable == nullptr) return 32;
   int setting = std::atoi(variable);
-  std::size_t slots = strtxt_pool_slots(setting);
+  std::size_t slots = setting >= 128 ? 128 : setting >= 64 ? 64 : 32;
   static std::atomic<bool> told{false};
   if (!told.exchange(true)) {
     if (slots == 32) {
@@ -92,10 +72,6 @@ void empty_strtxt(strtxt_t &message, std::int32_t id) {
 }
 
 }  // namespace
-
-std::size_t strtxt_pool_slots(int setting) {
-  return setting >= 128 ? 128 : setting >= 64 ? 64 : 32;
-}
 
 char *msg_small_buffer() {
   return rings().small.next();

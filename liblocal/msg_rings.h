@@ -19,13 +19,11 @@ char *msg_large_buffer();
 
 // The next error object of the thread, emptied.
 errobj_t *msg_next_error();
-// The next structured text of the thread's pool, emptied. One that is in use still is named on the
+// The next structured text of the thread's pool, emptied. The pool has 32 slots, or 64 or 128 by
+// MSG_STRUCTURED_TEXT_POOL_SIZE. One that is in use still is named on the
 // standard error stream at debug level 9.
 strtxt_t *msg_next_strtxt();
 // Gives a structured text of the pool back before the ring comes round.
 void strtxt_release(strtxt_t *message);
-
-// Slots of a pool for the value of MSG_STRUCTURED_TEXT_POOL_SIZE: 32, 64 or 128.
-std::size_t strtxt_pool_slots(int setting);
 
 }  // namespace qvr

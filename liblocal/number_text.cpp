@@ -3,10 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <limits>
-
-#include "ks_wrappers.h"
 
 namespace qvr {
 
@@ -121,14 +118,6 @@ std::int64_t parse_i64(const char *text, const char **end, int base, int *status
   }
   set_status(status, 0);
   return static_cast<std::int64_t>(number.negative ? 0 - number.magnitude : number.magnitude);
-}
-
-std::size_t str_copy(char *to, const char *from, std::size_t size) {
-  return ks_strlcpy(to, from, size);
-}
-
-std::size_t str_append(char *to, const char *from, std::size_t size) {
-  return ks_strlcat(to, from, size);
 }
 
 }  // namespace qvr

@@ -1,7 +1,6 @@
-// 64-bit numbers to text and back, and bounded copies of text.
+// 64-bit numbers to text and back.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 namespace qvr {
@@ -20,11 +19,5 @@ const char *str_ptr64(std::uint64_t value);  // 0x and 16 digits
 std::uint64_t parse_u64(const char *text, const char **end, int base, int *status);
 // Signed: the nearest number on overflow, 0 without a digit.
 std::int64_t parse_i64(const char *text, const char **end, int base, int *status);
-
-// Copies at most size - 1 bytes and a NUL; returns the full length of `from`. Nothing is written
-// with a size of 0.
-std::size_t str_copy(char *to, const char *from, std::size_t size);
-// Appends to the text in `to`, a buffer of `size` bytes; returns the length that was attempted.
-std::size_t str_append(char *to, const char *from, std::size_t size);
 
 }  // namespace qvr

@@ -12,7 +12,7 @@
 #include <cstring>
 #include <mutex>
 
-#include "debug_words.h"
+#include "per_thread.h"
 
 namespace qvr {
 
@@ -58,17 +58,10 @@ class converter {
   std::string to_, from_;
 };
 
-bool is_ascii(std::string_view text) {
-  std::size_t at = 0;
-  std::uint64_t word;
-  for (; text.size() - at >= sizeof word; at += sizeof word) {
-    std::memcpy(&word, text.data() + at, sizeof word);
-    if ((word & 0x8080808080808080u) != 0) return false;
-  }
-  for (; at < text.size(); at++) {
-    if (static_cast<unsigned char>(text[at]) >= 0x80) return false;
-  }
-  return true;
+// The code set of the "C" locale.
+bool locale_is_c() {
+  const char *name = nl_langinfo(CODESET);
+  return std::strcmp(name, "646") == 0 || std::strcmp(name, "ANSI_X3.4-1968") == 0;
 }
 
 // The bytes of the well-formed character at the start of `text`, or 0.
@@ -103,7 +96,9 @@ std::size_t unshown_bytes(std::string_view text, bool from_utf8) {
   return length == 0 ? 1 : length;
 }
 
-void convert(std::string_view text, std::string &store, iconv_t cd, bool from_utf8) {
+// False when something did not convert and became "?".
+bool convert(std::string_view text, std::string &store, iconv_t cd, bool from_utf8) {
+  bool whole = true;
   std::array<char, 4096> piece;
   while (!text.empty()) {
     std::size_t slice = std::min(text.size(), SLICE);
@@ -118,6 +113,7 @@ void convert(std::string_view text, std::string &store, iconv_t cd, bool from_ut
       if (done != static_cast<std::size_t>(-1) || reason == E2BIG) continue;
       // A character that goes on behind the slice starts the next slice.
       if (reason == EINVAL && slice < text.size()) break;
+      whole = false;
       std::size_t skip = std::min(unshown_bytes({in, in_left}, from_utf8), in_left);
       store += '?';
       in += skip;
@@ -129,6 +125,29 @@ void convert(std::string_view text, std::string &store, iconv_t cd, bool from_ut
   std::size_t out_left = piece.size();
   iconv(cd, nullptr, nullptr, &out, &out_left);  // back to the initial shift state
   store.append(piece.data(), piece.size() - out_left);
+  return whole;
+}
+
+struct converters_t {
+  converter out, in;
+};
+
+bool to_locale(std::string_view text, std::string &store) {
+  iconv_t cd = per_thread<converters_t>::get().out.open(locale_codeset(), "UTF-8");
+  store.clear();
+  return convert(text, store, cd, true);
+}
+
+bool from_locale(std::string_view text, std::string &store) {
+  iconv_t cd = per_thread<converters_t>::get().in.open("UTF-8", locale_codeset());
+  store.clear();
+  return convert(text, store, cd, false);
+}
+
+std::string name_by(bool (*conversion)(std::string_view, std::string &), std::string_view name) {
+  std::string store;
+  bool plain = text_is_ascii(name) || locale_is_utf8() || locale_is_c();
+  return plain || !conversion(name, store) ? std::string(name) : store;
 }
 
 struct exempt_list_t {
@@ -144,10 +163,21 @@ exempt_list_t &exempt_list() {
 
 }  // namespace
 
+bool text_is_ascii(std::string_view text) {
+  std::size_t at = 0;
+  std::uint64_t word;
+  for (; text.size() - at >= sizeof word; at += sizeof word) {
+    std::memcpy(&word, text.data() + at, sizeof word);
+    if ((word & 0x8080808080808080u) != 0) return false;
+  }
+  for (; at < text.size(); at++) {
+    if (static_cast<unsigned char>(text[at]) >= 0x80) return false;
+  }
+  return true;
+}
+
 const char *locale_codeset() {
-  const char *name = nl_langinfo(CODESET);
-  if (std::strcmp(name, "646") == 0 || std::strcmp(name, "ANSI_X3.4-1968") == 0) return "ISO8859-1";
-  return name;
+  return locale_is_c() ? "ISO8859-1" : nl_langinfo(CODESET);
 }
 
 bool locale_is_utf8() {
@@ -156,21 +186,23 @@ bool locale_is_utf8() {
 }
 
 std::string_view text_to_locale(std::string_view text, std::string &store) {
-  if (is_ascii(text) || locale_is_utf8()) return text;
-  thread_local converter out;
-  iconv_t cd = out.open(locale_codeset(), "UTF-8");
-  store.clear();
-  convert(text, store, cd, true);
+  if (text_is_ascii(text) || locale_is_utf8()) return text;
+  to_locale(text, store);
   return store;
 }
 
 std::string_view text_from_locale(std::string_view text, std::string &store) {
-  if (is_ascii(text) || locale_is_utf8()) return text;
-  thread_local converter in;
-  iconv_t cd = in.open("UTF-8", locale_codeset());
-  store.clear();
-  convert(text, store, cd, false);
+  if (text_is_ascii(text) || locale_is_utf8()) return text;
+  from_locale(text, store);
   return store;
+}
+
+std::string name_to_locale(std::string_view name) {
+  return name_by(to_locale, name);
+}
+
+std::string name_from_locale(std::string_view name) {
+  return name_by(from_locale, name);
 }
 
 bool utf8_valid(std::string_view text) {
@@ -183,7 +215,7 @@ bool utf8_valid(std::string_view text) {
 }
 
 std::string_view utf8_made_valid(std::string_view text, std::string &store) {
-  if (is_ascii(text) || utf8_valid(text)) return text;
+  if (text_is_ascii(text) || utf8_valid(text)) return text;
   if (!locale_is_utf8()) return text_from_locale(text, store);
   store.clear();
   for (char c : text) append_latin1(c, store);
@@ -219,7 +251,7 @@ bool text_converts_fd(int fd) {
 }
 
 std::size_t text_to_file(std::FILE *stream, std::string_view text) {
-  if (is_ascii(text) || locale_is_utf8() || !text_converts_fd(fileno(stream))) {
+  if (text_is_ascii(text) || locale_is_utf8() || !text_converts_fd(fileno(stream))) {
     return std::fwrite(text.data(), 1, text.size(), stream);
   }
   std::string store;

@@ -13,12 +13,20 @@ namespace qvr {
 const char *locale_codeset();
 bool locale_is_utf8();
 
+bool text_is_ascii(std::string_view text);
+
 // UTF-8 to the locale's code set. The result is `text` itself when nothing has to change, else it
 // lies in `store`. What the code set cannot show, and bytes that are no UTF-8, become "?". A code
 // set that iconv does not know ends the program with a line on descriptor 2. Any thread.
 std::string_view text_to_locale(std::string_view text, std::string &store);
 // The locale's code set to UTF-8, for texts that the system library made in the locale.
 std::string_view text_from_locale(std::string_view text, std::string &store);
+
+// The same for the bytes that name something outside, such as a path or a variable's value: what
+// does not convert as a whole comes back as it is, and in the "C" locale, which says nothing of
+// bytes above 127, everything does.
+std::string name_to_locale(std::string_view name);
+std::string name_from_locale(std::string_view name);
 
 // Well-formed UTF-8 (RFC 3629).
 bool utf8_valid(std::string_view text);

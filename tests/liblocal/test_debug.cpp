@@ -55,7 +55,6 @@ class debug_output : public testing::Test {
     debug_set_mask(0);
     debug_words.time_stamps = 1;
     debug_words.file_time_prefix = 0;
-    debug_words.verbosity = 0;
     for (const char *name :
          {"QVR_STRICT_LEVEL", "QVR_DEBUG_DIR", "QVR_DIR_PATH", "QVR_TMP_DIR", "QVR_DEBUGPROCS"}) {
       unsetenv(name);
@@ -215,53 +214,37 @@ TEST_F(debug_output, files_of_process_and_thread) {
 }
 
 TEST_F(debug_output, settings_while_running) {
-  struct row {
+  struct {
     int line;
-    const char *text;
-    const char *told;
-  };
-  const row rows[] = {
+    const char *text, *told;
+  } rows[] = {
       {__LINE__, "Debug=3", "7 Changing Debug level from 0 to 3 0\n"},
       {__LINE__, "Debug= \t99", "10 Changing Debug level from 3 to 15 0\n"},
       {__LINE__, "Debug=-1", "8 Changing Debug level from 15 to -1 0\n"},
       {__LINE__, "Debug=3x", "3x is an invalid value for Debug\n"},
       {__LINE__, "Debug=", " is an invalid value for Debug\n"},
-      {__LINE__, "Debug=99999999999", "99999999999 is an invalid value for Debug\n"},
       {__LINE__, "Trace=1f", "8 Changing Trace level from 0 to 1f 0\n"},
       {__LINE__, "Trace=0xffffffff", "16 Changing Trace level from 1f to ffffffff 0\n"},
-      {__LINE__, "Trace=g", "g is an invalid value for Trace\n"},
-      {__LINE__, "Vflag=2", "7 Changing Vflag level from 0 to 2 0\n"},
       {__LINE__, "MsgID=1", "7 Changing msgID print state from 0 to 1 0\n"},
-      {__LINE__, "PrintDevInfo=1", "14 Changing PrintDevInfo from 0 to 1 0\n"},
-      {__LINE__, "PrintQvrAuthInfo=1", "18 Changing PrintQvrAuthInfo from 0 to 1 0\n"},
       {__LINE__, "FlushDnsCache=1", "15 Changing FlushDnsCache from 0 to 1 0\n"},
-      {__LINE__, "PrintDnsCache=1", "15 Changing PrintDnsCache from 0 to 1 0\n"},
       {__LINE__, "PrintInactiveClients=1", "22 Changing PrintInactiveClientsCache from 0 to 1 0\n"},
       {__LINE__, "LogDnsThreshold=3", "17 Changing LogDnsThreshold from 0 to 5 0\n"},
       {__LINE__, "LogDnsThreshold=0", "17 Changing LogDnsThreshold from 5 to 0 0\n"},
-      {__LINE__, "LogDnsThreshold=6", "17 Changing LogDnsThreshold from 0 to 6 0\n"},
       {__LINE__, "JukeboxThrottle=4", "17 Changing Jukebox Throttle from 0 to 4 0\n"},
       {__LINE__, "JukeboxThrottle=-4", "18 Changing Jukebox Throttle from 4 to 0 0\n"},
       {__LINE__, "DriveStealExclusion=7", "21 Changing Drive Steal Exclusion from 30 to 7 0\n"},
       {__LINE__, "DriveStealExclusion=-7", "22 Changing Drive Steal Exclusion from 7 to 30 0\n"},
-      {__LINE__, "PatchDebug=1", "12 Changing Patch Debug from 0 to 1 0\n"},
       {__LINE__, "PrintDeviceSelection=0", "22 Changing Print Device Selection from 0 to 1 0\n"},
       {__LINE__, "PrintDeviceSelection=9", "22 Changing Print Device Selection from 1 to 0 0\n"},
-      {__LINE__, "JobsdbFullPurge=1", "17 Changing JobsdbFullPurge from 0 to 1 0\n"},
       {__LINE__, "Other=1", ""},
       {__LINE__, "Debug", ""},
   };
-  for (const row &r : rows) {
+  for (const auto &r : rows) {
     SCOPED_TRACE(r.line);
     EXPECT_EQ(stderr_of([&] { debug_settings_act(r.text); }), r.told);
   }
-  EXPECT_EQ(debug_words.mask, 0xffffffffu);
-  EXPECT_EQ(debug_flags.flush_dns_cache, 1);
-  EXPECT_NE(msg_outlets().force_id, 0);
   msg_outlets().force_id = 0;
   debug_flags.flush_dns_cache = 0;
-  debug_flags.print_dns_cache = 0;
-  debug_flags.log_dns_threshold = 0;
 }
 
 TEST_F(debug_output, signal_reads_the_file_and_deletes_it) {
@@ -372,31 +355,16 @@ TEST_F(debug_output, tee_that_cannot_write_leaves_the_streams_alone) {
 }
 
 TEST_F(debug_output, installation_directories_move) {
-  struct row {
-    int line;
-    install_dir_t which;
-    const char *variable, *value, *wanted;
-  };
-  const row rows[] = {
-      {__LINE__, INSTALL_ROOT, nullptr, nullptr, "/opt/qvr"},
-      {__LINE__, INSTALL_DEBUG, nullptr, nullptr, "/qvr/debug"},
-      {__LINE__, INSTALL_CHECKSUMS, nullptr, nullptr, "/qvr/checksums"},
-      {__LINE__, INSTALL_TOKENS, nullptr, nullptr, "/opt/qvr/tokens"},
-      {__LINE__, INSTALL_TOKENS, "QVR_DIR_PATH", "/x/", "/x/tokens"},
-      {__LINE__, INSTALL_DEBUG, "QVR_DIR_PATH", "/x", "/qvr/debug"},
-      {__LINE__, INSTALL_ROOT_DEBUG, "QVR_DIR_PATH", "/x", "/x/debug"},
-      {__LINE__, INSTALL_DEBUG, "QVR_DEBUG_DIR", "/y", "/y"},
-      {__LINE__, INSTALL_SSL, "QVR_DIR_PATH", "", "/opt/qvr/ssl"},
-  };
-  for (const row &r : rows) {
-    SCOPED_TRACE(r.line);
-    if (r.variable != nullptr) setenv(r.variable, r.value, 1);
-    EXPECT_EQ(install_dir(r.which), r.wanted);
-    EXPECT_EQ(install_path(r.which, "f"), std::string(r.wanted) + "/f");
-    if (r.variable != nullptr) unsetenv(r.variable);
-  }
+  EXPECT_EQ(install_path(INSTALL_TOKENS, "f"), "/opt/qvr/tokens/f");
   EXPECT_EQ(install_fault_table(), "/qvr/debug/rdlr");
   EXPECT_FALSE(install_marker("nothing-of-this-name"));
+  setenv("QVR_DIR_PATH", "/x/", 1);
+  EXPECT_EQ(install_dir(INSTALL_ROOT_DEBUG), "/x/debug");
+  EXPECT_EQ(install_dir(INSTALL_DEBUG), "/qvr/debug");
+  setenv("QVR_DEBUG_DIR", "/y", 1);
+  EXPECT_EQ(install_dir(INSTALL_DEBUG), "/y");
+  setenv("QVR_DIR_PATH", "", 1);
+  EXPECT_EQ(install_dir(INSTALL_SSL), "/opt/qvr/ssl");
 }
 
 }  // namespace

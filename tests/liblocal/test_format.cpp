@@ -95,6 +95,9 @@ TEST(format, stars_agree_with_the_platform) {
     }
     EXPECT_EQ(ours("%*s|", width, ""), platform("%*s|", width, ""));
   }
+  // Behind a number a star leaves the position to the value and takes the next; so does a second.
+  EXPECT_EQ(ours("%5*d|%d", 42, 4, 6), "  42|6");
+  EXPECT_EQ(ours("%1$*.*d|%d", 42, 4, 3, 6), " 042|6");
 }
 
 // Formats and what they print of the arguments 5, "ab", 7L.
@@ -135,9 +138,7 @@ TEST(format, formats_that_name_positions_or_mean_harm) {
 TEST(format, widths_and_precisions_count_cells) {
   struct {
     int line;
-    const char *format;
-    const char *value;
-    const char *text;
+    const char *format, *value, *text;
   } rows[] = {
       {__LINE__, "%10s|", "日本語日本", "日本語日本|"},
       {__LINE__, "%10s|", "abcdefghij", "abcdefghij|"},

@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
+#include "atexit_list.h"
 #include "err_class.h"
+#include "ks_wrappers.h"
 #include "msg.h"
 #include "msg_log.h"
 #include "msg_process.h"
@@ -93,22 +97,28 @@ TEST_F(msg_output, console_forms_of_print_and_deliver) {
   }
 }
 
-TEST_F(msg_output, null_format_and_null_error_print_nothing) {
+TEST_F(msg_output, no_format_and_no_arguments) {
   captured got = capture([] {
     msg_print(1, 3, 3, nullptr);
-    msg_deliver(nullptr, 3);
     err_print(nullptr);
-  });
-  EXPECT_EQ(got.out + got.err, "");
-  EXPECT_EQ(err_create(1, 3, nullptr), nullptr);
-}
-
-TEST_F(msg_output, percent_without_arguments) {
-  captured got = capture([] {
     msg_print(0, 3, 2, "100%%");
     err_print(err_create(0, 3, "|100%%"));
   });
-  EXPECT_EQ(got.err, "100%|100%%");
+  EXPECT_EQ(got.out + got.err, "100%|100%%");
+  EXPECT_EQ(err_create(1, 3, nullptr), nullptr);
+}
+
+// Its thread_local objects are gone when the main thread runs the exit list.
+TEST_F(msg_output, functions_of_the_exit_list_still_print) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  auto print = [] { msg_print(0, 3, 2, "gr\xc3\xbcn: %s\n", {{0, ks_strerror(ENOENT)}}); };
+  EXPECT_EXIT(
+      {
+        print();
+        ks_atexit(print);
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "^(gr\xfcn: No such file or directory\n){2}$");
 }
 
 TEST_F(msg_output, standard_output_comes_first_when_both_are_one_file) {
@@ -202,6 +212,12 @@ TEST_F(msg_output, rendered_lines) {
   std::string full = msg_rendered_line(error, "text", true);
   EXPECT_TRUE(full.ends_with("  5 6 0 reelscan QVR error text\n")) << full;
   EXPECT_TRUE(msg_further_line(error, "text", true).ends_with("  5 6 0 text\n"));
+  // A reader of the raw log counts bytes; one of the rendered log has the locale's code set.
+  msg_outlets().raw_log = std::tmpfile();
+  msg_outlets().rendered_log = std::tmpfile();
+  msg_print(900, 3, 8, "gr\xc3\xbcn");
+  EXPECT_TRUE(written(msg_outlets().raw_log).ends_with(" 5 gr\xc3\xbcn 0\n"));
+  EXPECT_TRUE(written(msg_outlets().rendered_log).ends_with(" QVR error gr\xfcn\n"));
 }
 
 std::string seen;
