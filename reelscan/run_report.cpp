@@ -177,7 +177,7 @@ class report_run {
       build_rows({plan_, nullptr, &clones_, find_volume_}, save_sets_, 0, rows_);
       plan_.needs.fragment_rows = plan_.per_fragment;
     }
-    return print_rows();
+    return plan_.needs.detail ? print_rows() : print_without_rows();
   }
 
   // False when the session failed, which has been told.
@@ -224,6 +224,10 @@ class report_run {
       return out_.printed() ? done() : no_matches();
     }
     if (count_without_rows(plan_, request_.report_columns) == ROWS_NEEDED) return no_matches();
+    return print_without_rows();
+  }
+
+  int print_without_rows() {
     return print_save_sets(walk(late_test_), nullptr, save_sets_) > 0 ? done() : no_matches();
   }
 

@@ -250,6 +250,7 @@ TEST_F(reports, predefined_reports_over_everything) {
 
 TEST_F(reports, kinds_of_query) {
   const report_row rows[] = {
+      {__LINE__, "-a -r newline,name -q ssid=13", "53", "\n name\n\n/\n"},
       {__LINE__, "-c mars", "57 64*2",
        " volume        client       date      size   level  name\n"
        "               mars        01/05/26   0 KB    incr  /tmp\n"
