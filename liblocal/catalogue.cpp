@@ -76,7 +76,7 @@ catalogue_table_t read_table() {
   catalogue_table_t table;
   table.reserve(CATALOGUE_ROWS);
   table.push_back(english_row());
-  std::string directory = install_dir(INSTALL_CATALOG);
+  std::string directory = install_catalogues();
   if (directory.back() != '/') directory += '/';
   const char *named = std::getenv("QVRCATALOGNAME");
   std::string file = named != nullptr && *named != '\0' ? named : "vaultlin.cat";

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 
 namespace qvr {
 
@@ -40,6 +41,16 @@ std::string install_dir(install_dir_t which) {
     return path;
   }
   return row.below_root ? install_dir(INSTALL_ROOT) + row.path : row.path;
+}
+
+std::string install_catalogues() {
+  std::string directory = install_dir(INSTALL_CATALOG);
+  if (variable_or_null("QVRCATALOGDIR") != nullptr || access(directory.c_str(), F_OK) == 0)
+    return directory;
+  std::error_code none;
+  std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", none);
+  if (none) return directory;
+  return (program.parent_path() / LOCALE_BESIDE_PROGRAMS).lexically_normal().string();
 }
 
 std::string install_path(install_dir_t which, std::string_view file) {

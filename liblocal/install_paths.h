@@ -24,6 +24,9 @@ enum install_dir_t : int {
 // see one value for the life of the process keeps the result. An empty variable counts as unset.
 // Any thread, as long as none changes the environment.
 std::string install_dir(install_dir_t which);
+// The directory of message catalogues: the installation's, or where there is none and QVRCATALOGDIR
+// does not name one either, that which was installed with the running program.
+std::string install_catalogues();
 // The path of a file in it.
 std::string install_path(install_dir_t which, std::string_view file);
 // True when a file of that name exists in the debug directory, whatever it holds.

@@ -189,13 +189,13 @@ _arguments -s -S \
 std::string zsh_action(char letter) {
   switch (letter) {
     case 'q':
-      return "_reelscan_list query";
+      return " _reelscan_list query";
     case 'r':
-      return "_reelscan_list report";
+      return " _reelscan_list report";
     case 'o':
-      return "_reelscan_order";
+      return " _reelscan_order";
     case 'x':
-      return "_reelscan_export";
+      return " _reelscan_export";
     case 'c':
     case 's':
       return "_hosts";

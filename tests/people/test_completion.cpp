@@ -53,5 +53,10 @@ TEST(completion, bash_offers_the_words_of_the_tables) {
   }
 }
 
+TEST(completion, zsh_reads_its_own) {
+  command_result result = run_command({"zsh", "-n", BUILD_DIRECTORY "/completion/_reelscan"});
+  EXPECT_EQ(result.status, 0) << result.err;
+}
+
 }  // namespace
 }  // namespace qvr::test
