@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <ctime>
 #include <list>
+#include <optional>
 #include <thread>
 
 #include "catalogue_file.h"
@@ -17,6 +19,7 @@
 #include "lab_sample.h"
 #include "lab_sockets.h"
 #include "lab_state.h"
+#include "record_file_writer.h"
 
 namespace qvr {
 
@@ -25,22 +28,22 @@ namespace {
 constexpr std::uint32_t PROTOCOL_TCP = 6, PROTOCOL_UDP = 17;
 constexpr std::size_t CONNECTIONS_MAX = 1024;
 
-// Gives each record to two sinks.
+// Gives each record to all its sinks.
 class tee_sink final : public catalogue_sink {
  public:
-  tee_sink(catalogue_sink &a, catalogue_sink &b) : a_(a), b_(b) {}
-  void add_client(const lab_client &client) override {
-    a_.add_client(client), b_.add_client(client);
-  }
-  void add_resource(const lab_resource &one) override {
-    a_.add_resource(one), b_.add_resource(one);
-  }
-  void add_vol(const vol_t &vol) override { a_.add_vol(vol), b_.add_vol(vol); }
-  void add_ss(const ss_t &ss) override { a_.add_ss(ss), b_.add_ss(ss); }
-  void add_history(const lab_history &one) override { a_.add_history(one), b_.add_history(one); }
+  void add_sink(catalogue_sink &sink) { sinks_.push_back(&sink); }
+  void add_client(const lab_client &one) override { give(&catalogue_sink::add_client, one); }
+  void add_resource(const lab_resource &one) override { give(&catalogue_sink::add_resource, one); }
+  void add_vol(const vol_t &one) override { give(&catalogue_sink::add_vol, one); }
+  void add_ss(const ss_t &one) override { give(&catalogue_sink::add_ss, one); }
+  void add_history(const lab_history &one) override { give(&catalogue_sink::add_history, one); }
 
  private:
-  catalogue_sink &a_, &b_;
+  template <class Record>
+  void give(void (catalogue_sink::*add)(const Record &), const Record &record) {
+    for (catalogue_sink *sink : sinks_) (sink->*add)(record);
+  }
+  std::vector<catalogue_sink *> sinks_;
 };
 
 // Gives the records on, with the security settings that the options ask for.
@@ -101,19 +104,34 @@ bool give_catalogue(const lab_options &options, catalogue_sink &to, std::string 
 }
 
 bool fill_catalogue(const lab_options &options, lab_catalogue &catalogue, std::string &why) {
-  if (options.store.empty()) {
-    if (!give_catalogue(options, catalogue, why)) return false;
-  } else {
-    catalogue_writer writer(options.store);
-    writer.set_meta("source",
-                    options.catalogue.empty() ? "sample " + options.sample : options.catalogue);
-    tee_sink both(catalogue, writer);
-    if (!give_catalogue(options, both, why)) return false;
-    if (!writer.close(why)) {
-      why = options.store + ": " + why;
-      return false;
-    }
+  tee_sink all;
+  all.add_sink(catalogue);
+  std::optional<catalogue_writer> writer;
+  if (!options.store.empty()) {
+    writer.emplace(options.store);
+    writer->set_meta("source",
+                     options.catalogue.empty() ? "sample " + options.sample : options.catalogue);
+    all.add_sink(*writer);
   }
+  record_file_sink tree(
+      {.root = options.tree,
+       .device = options.device,
+       .layout = options.layout == 1 ? storage_layout::first : storage_layout::second});
+  if (!options.tree.empty()) all.add_sink(tree);
+  if (!give_catalogue(options, all, why)) return false;
+  if (writer && !writer->close(why)) {
+    why = options.store + ": " + why;
+    return false;
+  }
+  if (!tree.why().empty()) {
+    why = tree.why();
+    return false;
+  }
+  if (tree.doubles() != 0)
+    std::fprintf(stderr,
+                 "qvrlabd: %zu save sets have no record file: another of their client has their "
+                 "save time\n",
+                 tree.doubles());
   catalogue.finish();
   return true;
 }

@@ -22,7 +22,11 @@ const char *const HELP_TEXT =
     "  --now SECONDS                   lying behind that time instead of the clock's\n"
     "  --catalogue FILE                serve the catalogue of an SQLite file (lab/schema.sql)\n"
     "  --store FILE                    write the catalogue to FILE before serving it\n"
-    "  --no-serve                      end when that is done\n"
+    "  --write-tree DIR                write its save sets as record files below DIR, which then\n"
+    "                                  stands for an appliance (see qvrcat)\n"
+    "  --device PATH                   of the device there (default /device)\n"
+    "  --layout 1|2                    of its directories (default 2)\n"
+    "  --no-serve                      end when the catalogue is written\n"
     "  --host NAME                     answer for this host (default: this host's name, or\n"
     "                                  localhost where that is not a loopback address)\n"
     "  --port N                        the port mapper's port (default 7938; 0: any, see the\n"
@@ -50,6 +54,9 @@ enum option_key {
   NOW,
   CATALOGUE,
   STORE,
+  WRITE_TREE,
+  DEVICE,
+  LAYOUT,
   NO_SERVE,
   HOST,
   PORT,
@@ -72,6 +79,9 @@ constexpr option OPTIONS[] = {
     {"now", required_argument, nullptr, NOW},
     {"catalogue", required_argument, nullptr, CATALOGUE},
     {"store", required_argument, nullptr, STORE},
+    {"write-tree", required_argument, nullptr, WRITE_TREE},
+    {"device", required_argument, nullptr, DEVICE},
+    {"layout", required_argument, nullptr, LAYOUT},
     {"no-serve", no_argument, nullptr, NO_SERVE},
     {"host", required_argument, nullptr, HOST},
     {"port", required_argument, nullptr, PORT},
@@ -124,6 +134,16 @@ bool take_option(int key, const char *text, lab_options &options, std::string &w
       break;
     case STORE:
       options.store = text;
+      break;
+    case WRITE_TREE:
+      options.tree = text;
+      break;
+    case DEVICE:
+      options.device = text;
+      good = options.device.starts_with('/');
+      break;
+    case LAYOUT:
+      good = number<int>(text, 1, 2, options.layout);
       break;
     case NO_SERVE:
       options.serve = false;

@@ -20,7 +20,12 @@ struct lab_options {
   std::string sample = "1";
   std::uint64_t scale = 0;  // save sets of the sample at least
   std::string store;        // the catalogue is written here before it is served
-  std::int64_t now = 0;     // seconds since 1970 that a sample lies behind; 0: the clock's
+  // Its save sets are written as record files below this directory, for a device of this path, in
+  // layout 1 or 2. Empty: they are not.
+  std::string tree;
+  std::string device = "/device";
+  int layout = 2;
+  std::int64_t now = 0;  // seconds since 1970 that a sample lies behind; 0: the clock's
 
   // The host that the installation answers for: named in credentials and the sample. Empty: this
   // host's name where it means a loopback address, else "localhost".

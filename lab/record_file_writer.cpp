@@ -1,7 +1,5 @@
 #include "record_file_writer.h"
 
-#include <cctype>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 
@@ -11,6 +9,8 @@
 namespace qvr {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr char TABLES[] =
     "CREATE TABLE IF NOT EXISTS tbl_idx_records (filename TEXT, fid TEXT, savetime INTEGER, xdr "
@@ -28,38 +28,48 @@ bool fill(sqlite3 *database, const ss_t &ss, const std::string &filename) {
   return index.good() && record.good();
 }
 
+bool put_file(const fs::path &path, const std::string &bytes) {
+  std::error_code failed;
+  fs::create_directories(path.parent_path(), failed);
+  std::ofstream file(path, std::ios::binary);
+  file << bytes;
+  return file.flush().good();
+}
+
 }  // namespace
 
-std::string write_record_file(const record_place &place, const ss_t &ss,
-                              const std::string &filename, std::string &why) {
-  std::string client(ss.client);
-  for (char &c : client) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  storage_paths paths(place.device, client, place.appid);
-  std::string path = place.root + paths.record_file(place.layout, place.subspace, ss.savetime);
-  std::string stub = place.root + paths.data_stub(place.layout, place.subspace, ss.savetime);
-  std::error_code failed;
-  for (const std::string &each : {path, stub})
-    std::filesystem::create_directories(std::filesystem::path(each).parent_path(), failed);
-  std::filesystem::remove(path, failed);
-  std::ofstream(stub).flush();
+std::string record_file_bytes(const ss_t &ss, const std::string &filename, int page_size,
+                              const char *more) {
   sqlite3 *opened = nullptr;
-  int status = sqlite3_open(path.c_str(), &opened);
+  int status = sqlite3_open(":memory:", &opened);
   sqlite_database database(opened);
-  std::string settings = "PRAGMA page_size = " + std::to_string(place.page_size) +
-                         "; PRAGMA journal_mode = off; PRAGMA synchronous = off; BEGIN";
-  if (status == SQLITE_OK &&
-      sqlite3_exec(opened, settings.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK &&
-      fill(opened, ss, filename) &&
-      sqlite3_exec(opened, "COMMIT", nullptr, nullptr, nullptr) == SQLITE_OK)
-    return path;
-  why = "cannot write " + path + ": " + sqlite3_errmsg(opened);
-  return {};
+  std::string settings = "PRAGMA page_size = " + std::to_string(page_size);
+  if (status != SQLITE_OK ||
+      sqlite3_exec(opened, settings.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK ||
+      !fill(opened, ss, filename) ||
+      (more != nullptr && sqlite3_exec(opened, more, nullptr, nullptr, nullptr) != SQLITE_OK))
+    return {};
+  sqlite3_int64 size = 0;
+  std::unique_ptr<unsigned char, decltype(&sqlite3_free)> bytes(
+      sqlite3_serialize(opened, "main", &size, 0), sqlite3_free);
+  if (bytes == nullptr) return {};
+  return {reinterpret_cast<const char *>(bytes.get()), static_cast<std::size_t>(size)};
 }
 
 void record_file_sink::add_ss(const ss_t &ss) {
   if (!why_.empty()) return;
-  if (!write_record_file(place_, ss, "save." + std::to_string(ss.savetime), why_).empty())
-    written_++;
+  storage_paths paths(place_.device, storage_client_name(ss.client), place_.appid);
+  std::string record = place_.root + paths.record_file(place_.layout, place_.subspace, ss.savetime);
+  std::string stub = place_.root + paths.data_stub(place_.layout, place_.subspace, ss.savetime);
+  std::error_code failed;
+  if (fs::exists(record, failed)) {
+    doubles_++;
+    return;
+  }
+  std::string bytes =
+      record_file_bytes(ss, "save." + std::to_string(ss.savetime), place_.page_size);
+  if (bytes.empty() || !put_file(record, bytes) || !put_file(stub, {}))
+    why_ = "cannot write " + record;
 }
 
 }  // namespace qvr

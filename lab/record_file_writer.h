@@ -9,23 +9,23 @@
 
 namespace qvr {
 
+// The record file of `ss`, with one index entry of the name `filename`; `more`, unless null, is SQL
+// that is run last. Empty on failure.
+std::string record_file_bytes(const ss_t &ss, const std::string &filename, int page_size = 4096,
+                              const char *more = nullptr);
+
 struct record_place {
   std::string root;    // the directory that stands for the appliance
   std::string device;  // path of the device on it, beginning with "/"
   std::int64_t appid = 0;
   storage_layout layout = storage_layout::second;
-  std::string subspace;
-  int page_size = 4096;  // of the database, in bytes
+  std::string subspace{};
+  int page_size = 4096;  // of the databases, in bytes
 };
 
-// Writes the record file of `ss` below the directory of its client (in lower case), with one index
-// entry of the name `filename`, and its empty data stub. Gives the file's path on this machine;
-// empty with the reason in `why` on failure. Directories that are missing are made.
-std::string write_record_file(const record_place &place, const ss_t &ss,
-                              const std::string &filename, std::string &why);
-
-// Takes the save sets of a catalogue to record files. What else a catalogue holds has no place
-// there. Failures are kept: `why` tells the first.
+// Takes the save sets of a catalogue to record files below the directories of their clients, each
+// with its empty data stub; directories that are missing are made. What else a catalogue holds has
+// no place there. A failure is kept: `why` tells the first.
 class record_file_sink final : public catalogue_sink {
  public:
   explicit record_file_sink(record_place place) : place_(std::move(place)) {}
@@ -36,12 +36,13 @@ class record_file_sink final : public catalogue_sink {
   void add_history(const lab_history &) override {}
 
   const std::string &why() const { return why_; }
-  std::size_t written() const { return written_; }
+  // Save sets whose place was taken: a client has one record file for a save time.
+  std::size_t doubles() const { return doubles_; }
 
  private:
   record_place place_;
   std::string why_;
-  std::size_t written_ = 0;
+  std::size_t doubles_ = 0;
 };
 
 }  // namespace qvr

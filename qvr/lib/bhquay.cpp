@@ -17,10 +17,14 @@ namespace qvr {
 
 namespace {
 
-thread_key<std::optional<errobj_t>> slot("create_thread_key_bhquay");
+struct slot_t {
+  std::optional<errobj_t> error;
+  std::vector<char> spare;  // the buffer of the file that was closed last
+};
+thread_key<slot_t> slot("create_thread_key_bhquay");
 
 void keep_error(const errobj_t *error) {
-  if (error != nullptr) slot.get() = *error;
+  if (error != nullptr) slot.get().error = *error;
 }
 
 // What SQLite holds as its file. It makes the memory, so the rest is made in xOpen.
@@ -44,6 +48,7 @@ int bh_close(sqlite3_file *file) {
   auto *self = reinterpret_cast<bh_file_t *>(file);
   std::unique_ptr<bh_file_t::state_t> state(std::exchange(self->state, nullptr));
   if (state == nullptr) return SQLITE_OK;
+  slot.get().spare = std::move(state->buffer);
   const errobj_t *error = state->file->close();
   keep_error(error);
   if (error != nullptr)
@@ -149,7 +154,10 @@ int bh_open(sqlite3_vfs *layer, const char *name, sqlite3_file *file, int flags,
       data->connection->open_file(state->path, how, STORAGE_NEW_FILE_MODE, state->file);
   keep_error(error);
   if (error != nullptr || state->file == nullptr) return SQLITE_CANTOPEN;
-  if (data->cache) state->buffer.resize(BHQUAY_BUFFER);
+  if (data->cache) {
+    state->buffer = std::move(slot.get().spare);
+    state->buffer.resize(BHQUAY_BUFFER);
+  }
   reinterpret_cast<bh_file_t *>(file)->state = state.release();
   file->pMethods = &methods;
   if (out_flags != nullptr) *out_flags = flags;
@@ -217,7 +225,7 @@ void bhquay_set_data(const bhquay_data_t &data) {
 }
 
 errobj_t *bhquay_take_error() {
-  std::optional<errobj_t> &kept = slot.get();
+  std::optional<errobj_t> &kept = slot.get().error;
   if (!kept) return nullptr;
   errobj_t *error = err_dup(&*kept);
   kept.reset();

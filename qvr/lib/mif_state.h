@@ -51,6 +51,9 @@ mif_t &mif_get();
 // null when there was none. In the thread's ring.
 errobj_t *rpc_status_error(mif_t &mif);
 
+// What a request that needs a server is told with mif_storage. In the thread's ring.
+errobj_t *mif_no_server();
+
 // True when an error means that the connection is lost: an RPC failure other than an unknown
 // version or procedure.
 bool mif_wants_reconnect(const errobj_t *error);
@@ -62,7 +65,8 @@ bool mif_retry_once_test(mif_t &mif, bool result, const errobj_t *error);
 // says yes. `name` (may be null) is what the look-up is called in debug lines.
 bool mif_retry_timed(const char *name, const errobj_t *error, std::uint32_t seconds);
 
-// Connects, makes the call and repeats it once over a new connection when the first was lost.
+// Connects, makes the call and repeats it once over a new connection when the first was lost. A
+// session on storage has no server to call: that is an error.
 // `call` is asked for a Result, which has empty(); it leaves its error in the session.
 template <class Result, class Call>
 Result mif_run(Call call) {
@@ -72,7 +76,10 @@ Result mif_run(Call call) {
   const bool outer_used = std::exchange(mif.mif_retry_once, false);
   for (;;) {
     Result result{};
-    if (mif_connect() == MIF_CONNECTED) result = call(mif);
+    if (mif.mif_storage)
+      mif_store_error(mif_no_server());
+    else if (mif_connect() == MIF_CONNECTED)
+      result = call(mif);
     if (mif_retry_once_test(mif, !result.empty(), mif_last_error())) continue;
     mif.mif_retry_once = outer_used;
     return result;

@@ -100,6 +100,10 @@ round_t connect_round(mif_t &mif) {
 
 }  // namespace
 
+errobj_t *mif_no_server() {
+  return err_from_text(ERR_MDB, 2, "The catalogue on storage cannot answer this request.");
+}
+
 mif_t::~mif_t() {
   if (mif_clnt != nullptr) clnt_auth_destroy(mif_clnt);
 }
@@ -134,8 +138,8 @@ void mif_set_server(std::string_view name) {
 int mif_connect() {
   mif_t &mif = mif_get();
   mif_clear_error();
-  if (mif.mif_clnt != nullptr) return MIF_CONNECTED;
   if (mif.mif_storage) return connect_storage(mif, mif.mif_storage_attrs);
+  if (mif.mif_clnt != nullptr) return MIF_CONNECTED;
   mif.mif_fragop_ok = true;
   for (;;) {
     switch (connect_round(mif)) {

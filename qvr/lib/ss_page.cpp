@@ -90,10 +90,10 @@ ss_list get_ss_page(const ss_page_t &page, int *more) {
   int &rest = more != nullptr ? *more : unasked;
   rest = 0;
   mif_t &mif = mif_get();
-  if (mif.mif_storage) return from_storage(mif, page);
   ss_page_t sent = page;
   if (sent.range.mr_end_time == 0)
     sent.range.mr_end_time = std::numeric_limits<std::int64_t>::max();
+  if (mif.mif_storage) return from_storage(mif, sent);
   if (sent.range.mr_count > 0 && sent.range.mr_count <= MMDB_PAGE_RECORDS)
     return one_page(sent, rest);
   return all_pages(sent, rest);

@@ -17,6 +17,7 @@ namespace qvr {
 namespace {
 
 constexpr int TIER_ACTIVE = 1;
+constexpr std::size_t STORAGE_PATH_MAX = 4096;  // with its end
 
 errobj_t *system_error(int number) {
   return err_from_table(ERR_SYSTEM, number);
@@ -37,7 +38,10 @@ class fd_t {
  public:
   explicit fd_t(int fd) : fd_(fd) {}
   fd_t(fd_t &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  fd_t &operator=(fd_t &&) = delete;
+  fd_t &operator=(fd_t &&other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
   ~fd_t() { close(); }
   int get() const { return fd_; }
   int release() { return std::exchange(fd_, -1); }
@@ -143,22 +147,23 @@ class tree_connection final : public storage_connection {
   }
 
  private:
+  static errobj_t *check(const std::string &path) {
+    if (path.size() >= STORAGE_PATH_MAX) return system_error(ENAMETOOLONG);
+    return climbs(path) ? system_error(EINVAL) : nullptr;
+  }
   // Paths are looked up from the root; the empty rest is the root itself.
   static std::string below(std::string_view path) {
     while (path.starts_with('/')) path.remove_prefix(1);
     return path.empty() ? "." : std::string(path);
   }
   errobj_t *open(const std::string &path, int how, unsigned mode, fd_t &fd) {
-    if (climbs(path)) return system_error(EINVAL);
-    int opened = openat(root_.get(), below(path).c_str(), how | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY,
-                        static_cast<mode_t>(mode));
-    if (opened < 0) return system_error(errno);
-    std::destroy_at(&fd);
-    std::construct_at(&fd, opened);
-    return nullptr;
+    if (errobj_t *error = check(path)) return error;
+    fd = fd_t(openat(root_.get(), below(path).c_str(), how | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY,
+                     static_cast<mode_t>(mode)));
+    return fd.get() < 0 ? system_error(errno) : nullptr;
   }
   errobj_t *stat_of(const std::string &path, struct stat &status) {
-    if (climbs(path)) return system_error(EINVAL);
+    if (errobj_t *error = check(path)) return error;
     if (fstatat(root_.get(), below(path).c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
       return system_error(errno);
     return nullptr;

@@ -104,6 +104,12 @@ inline bool storage_is_missing(const errobj_t *error) {
   return error != nullptr && storage_is_missing(error->code);
 }
 
+// The storage's answer that a file lies on the cloud tier.
+inline bool storage_is_on_cloud_tier(const errobj_t *error) {
+  return error != nullptr && error->code >= 290000 && error->code <= 299999 &&
+         error->code % 1000 == 34;
+}
+
 // Existence as a value: `there` is false without an error when the file is missing.
 errobj_t *storage_exists(storage_connection &connection, const std::string &path, bool &there);
 

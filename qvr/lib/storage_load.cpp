@@ -39,6 +39,30 @@ errobj_t *open_error(const std::string &path, const char *text, int status) {
       {{MSG_ARG_PATH, path}, {MSG_ARG_ERRTEXT, text}, {MSG_ARG_INT, number_text(status)}});
 }
 
+// The file as the file layer has it; null when it has none.
+sqlite3_file *object_of(sqlite3 *file) {
+  sqlite3_file *object = nullptr;
+  sqlite3_file_control(file, "main", SQLITE_FCNTL_FILE_POINTER, &object);
+  return object != nullptr && object->pMethods != nullptr ? object : nullptr;
+}
+
+// 0 when it cannot be told.
+std::int64_t size_of(sqlite3_file *object) {
+  sqlite3_int64 size = 0;
+  return object->pMethods->xFileSize(object, &size) == SQLITE_OK ? size : 0;
+}
+
+// SQLite reads what is missing of a file's last page as zeros. The size of a page stands in the
+// bytes 16 and 17 (SQLite database file format, 1.3.2).
+bool is_cut(sqlite3 *file) {
+  sqlite3_file *object = object_of(file);
+  unsigned char head[2] = {};
+  if (object == nullptr || object->pMethods->xRead(object, head, 2, 16) != SQLITE_OK) return true;
+  int page_size = head[0] << 8 | head[1] << 16;
+  page_size = page_size > 65536 ? page_size >> 8 : page_size;
+  return page_size == 0 || size_of(object) % page_size != 0;
+}
+
 errobj_t *open_file(const std::string &path, sqlite3 *&file) {
   int status =
       sqlite3_open_v2(path.c_str(), &file, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, BHQUAY_NAME);
@@ -48,11 +72,8 @@ errobj_t *open_file(const std::string &path, sqlite3 *&file) {
                       status);
   }
   distrust(file);
-  sqlite3_file *object = nullptr;
-  sqlite3_file_control(file, "main", SQLITE_FCNTL_FILE_POINTER, &object);
-  sqlite3_int64 size = 0;
-  if (object != nullptr && object->pMethods != nullptr &&
-      object->pMethods->xFileSize(object, &size) == SQLITE_OK && size > RECORD_FILE_MAX)
+  if (sqlite3_file *object = object_of(file);
+      object != nullptr && size_of(object) > RECORD_FILE_MAX)
     return open_error(path, sqlite3_errstr(SQLITE_TOOBIG), SQLITE_TOOBIG);
   return nullptr;
 }
@@ -73,7 +94,8 @@ errobj_t *copy(sqlite3 *file, memory_database &memory, bool merge) {
     if (errobj_t *error = memory.open()) return error;
     status = copy_once(file, memory.get(), "main");
   }
-  if (status == SQLITE_OK) return nullptr;
+  if (status == SQLITE_OK && !is_cut(file)) return nullptr;
+  if (status == SQLITE_OK) status = SQLITE_CORRUPT;
   if (errobj_t *error = bhquay_take_error()) return error;
   return err_create(
       106789, 55170, "Unable to complete backup step due to an SQL error: %s (%d).\n",
@@ -99,12 +121,17 @@ errobj_t *load_locked(const cat_session &session, memory_database &memory, const
   bhquay_take_error();  // nothing of an earlier load
   sqlite3 *file = nullptr;
   errobj_t *error = open_file(path, file);
+  bool opened = error == nullptr;
   for (const char *sql : {"PRAGMA temp_store = 2", "PRAGMA journal_mode = off"})
     if (error == nullptr) error = execute(file, sql);
-  if (error == nullptr) error = merge ? copy_and_merge(file, memory) : copy(file, memory, false);
+  bool ready = error == nullptr;
+  if (ready) error = merge ? copy_and_merge(file, memory) : copy(file, memory, false);
   int status = sqlite3_close(file);
   errobj_t *storage = bhquay_take_error();
   bhquay_set_data({});
+  // The statements read the file's head, so that they are the first to meet a file that is
+  // elsewhere.
+  if (opened && !ready && storage_is_on_cloud_tier(storage)) return storage;
   if (error != nullptr) return error;
   if (status != SQLITE_OK)
     return err_create(115058, 55000,
@@ -113,23 +140,6 @@ errobj_t *load_locked(const cat_session &session, memory_database &memory, const
                        {MSG_ARG_ERRTEXT, sqlite3_errstr(status)},
                        {MSG_ARG_INT, number_text(status)}});
   return storage;
-}
-
-// A real table, with pages of its own: a view or a virtual table has none. A file without one is no
-// record file.
-errobj_t *check_table(const memory_database &memory) {
-  sqlite3_stmt *statement = nullptr;
-  int status = sqlite3_prepare_v2(memory.get(),
-                                  "SELECT 1 FROM sqlite_schema WHERE type = 'table' AND "
-                                  "name = 'tbl_ss_records' COLLATE NOCASE AND rootpage > 0",
-                                  -1, &statement, nullptr);
-  errobj_t *error = nullptr;
-  if (status != SQLITE_OK)
-    error = prepare_error(sqlite3_errmsg(memory.get()), status);
-  else if (sqlite3_step(statement) != SQLITE_ROW)
-    error = prepare_error("no such table: tbl_ss_records", SQLITE_ERROR);
-  sqlite3_finalize(statement);
-  return error;
 }
 
 // Reading of the two tables and comparing are all that a look-up may do.
@@ -154,11 +164,6 @@ errobj_t *memory_database::open() {
   distrust(opened);
   sqlite3_set_authorizer(opened, allow, nullptr);
   return nullptr;
-}
-
-errobj_t *prepare_error(const char *text, int status) {
-  return err_create(115059, 55000, "Error occurred in an SQL prepare statement: %s (%d).\n",
-                    {{MSG_ARG_ERRTEXT, text}, {MSG_ARG_INT, number_text(status)}});
 }
 
 errobj_t *load_save_sqldb(const cat_session &session, memory_database &memory,
@@ -194,7 +199,7 @@ errobj_t *load_record(const cat_session &session, memory_database &memory, const
                         {{MSG_ARG_PATH, path}});
   }
   if (errobj_t *error = load_save_sqldb(session, memory, path, false)) return error;
-  return check_table(memory);
+  return check_record(memory);
 }
 
 }  // namespace qvr

@@ -31,11 +31,16 @@ class memory_database {
   std::unique_ptr<sqlite3, closer> database_;
 };
 
+// Whether what was loaded is a record: its tables are tables with pages and plain columns of their
+// own (views and virtual tables have none), and its save sets can be read to the end. The look-ups
+// then meet nothing that is not theirs.
+errobj_t *check_record(const memory_database &memory);
+
 // Copies the record file at `path` over all that `memory` holds, or adds its rows with `merge`.
 errobj_t *load_save_sqldb(const cat_session &session, memory_database &memory,
                           const std::string &path, bool merge);
 // The same, refusing a record that is still being written (code 55001) when `check_lock` is set,
-// and one that is no record database.
+// and one that is no record database or whose save sets cannot be read.
 errobj_t *load_record(const cat_session &session, memory_database &memory, const std::string &path,
                       bool check_lock);
 
@@ -48,8 +53,5 @@ errobj_t *lookup_file_name(const memory_database &memory, std::string &name);
 
 // Sets an attribute of a record whose memory is `page`.
 void set_record_attr(arena &page, ss_t &record, std::string_view name, std::string_view value);
-
-// What a prepared statement that failed is told as (message 115059).
-errobj_t *prepare_error(const char *text, int status);
 
 }  // namespace qvr

@@ -1,28 +1,11 @@
 // Save sets and file names in a loaded record.
 #include "storage_load.h"
+#include "storage_statement.h"
 #include "xdr_records.h"
 
 namespace qvr {
 
 namespace {
-
-struct finalizer {
-  void operator()(sqlite3_stmt *statement) const { sqlite3_finalize(statement); }
-};
-using statement_t = std::unique_ptr<sqlite3_stmt, finalizer>;
-
-errobj_t *prepare(sqlite3 *database, const char *sql, statement_t &statement) {
-  sqlite3_stmt *prepared = nullptr;
-  int status = sqlite3_prepare_v2(database, sql, -1, &prepared, nullptr);
-  statement.reset(prepared);
-  return status == SQLITE_OK ? nullptr : prepare_error(sqlite3_errmsg(database), status);
-}
-
-errobj_t *step_error(int status) {
-  return err_create(106813, 55000,
-                    "Unable to perform save set lookup operation due to an error %d.\n",
-                    {{MSG_ARG_INT, std::to_string(status)}});
-}
 
 std::string_view blob(sqlite3_stmt *statement) {
   const auto *bytes = static_cast<const char *>(sqlite3_column_blob(statement, 0));
@@ -62,11 +45,11 @@ void set_record_attr(arena &page, ss_t &record, std::string_view name, std::stri
 errobj_t *lookup_ss_db(const memory_database &memory, std::string_view ssname, std::int64_t time,
                        const std::string &path, arena &page, ss_t *&record) {
   record = nullptr;
-  statement_t statement;
+  storage_statement statement;
   const char *sql = ssname.empty()
                         ? "SELECT xdr FROM tbl_ss_records WHERE ss_time = ?"
                         : "SELECT xdr FROM tbl_ss_records WHERE ss_time = ? AND ss_name = ?";
-  if (errobj_t *error = prepare(memory.get(), sql, statement)) return error;
+  if (errobj_t *error = storage_prepare(memory.get(), sql, statement)) return error;
   if (errobj_t *error = bind(memory.get(), statement.get(), ssname, time)) return error;
   ss_t *found = nullptr;
   int status;
@@ -83,21 +66,21 @@ errobj_t *lookup_ss_db(const memory_database &memory, std::string_view ssname, s
                         "decoding.\n");
     if (!path.empty()) set_record_attr(page, *found, "record file name", path);
   }
-  if (status != SQLITE_DONE) return step_error(status);
+  if (status != SQLITE_DONE) return storage_step_error(status);
   record = found;
   return nullptr;
 }
 
 errobj_t *lookup_file_name(const memory_database &memory, std::string &name) {
-  statement_t statement;
+  storage_statement statement;
   if (errobj_t *error =
-          prepare(memory.get(), "SELECT filename FROM tbl_idx_records LIMIT 1", statement))
+          storage_prepare(memory.get(), "SELECT filename FROM tbl_idx_records LIMIT 1", statement))
     return error;
   int status = sqlite3_step(statement.get());
   if (status == SQLITE_ROW)
     name = blob(statement.get());
   else if (status != SQLITE_DONE)
-    return step_error(status);
+    return storage_step_error(status);
   return nullptr;
 }
 

@@ -1,5 +1,6 @@
 #include "storage_paths.h"
 
+#include <cctype>
 #include <charconv>
 
 namespace qvr {
@@ -80,6 +81,12 @@ errobj_t *storage_paths::subspace_of(storage_layout layout, const std::string &p
   slash = rest.rfind('/');
   *out = slash == std::string_view::npos ? std::string_view() : rest.substr(0, slash);
   return nullptr;
+}
+
+std::string storage_client_name(std::string_view client) {
+  std::string name(client);
+  for (char &c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return name;
 }
 
 errobj_t *storage_name_time(std::string_view name, std::int64_t &time) {

@@ -22,7 +22,7 @@ inline constexpr std::int64_t TS10K_SECONDS = 10000;
 // there.
 class storage_paths {
  public:
-  // `client` in lower case.
+  // `client` as storage_client_name() gives it.
   storage_paths(std::string_view device, std::string_view client, std::int64_t appid);
 
   const std::string &root() const { return root_; }
@@ -42,6 +42,9 @@ class storage_paths {
  private:
   std::string root_;
 };
+
+// A client's name as it stands in paths.
+std::string storage_client_name(std::string_view client);
 
 // Reads the digits at the head of a name as a time. Message 149178 when there are none, or too many
 // for 64 bits.

@@ -1,6 +1,5 @@
 // Save sets of a range, of times and of identifiers, out of record files.
 #include <algorithm>
-#include <cctype>
 
 #include "debug_words.h"
 #include "ss_flags.h"
@@ -21,14 +20,8 @@ bool is_being_written(const errobj_t &error) {
   return error.code >= 50000 && error.code <= 59999 && error.code % 1000 == 1;
 }
 
-bool is_on_cloud_tier(const errobj_t &error) {
-  return error.code >= 290000 && error.code <= 299999 && error.code % 1000 == 34;
-}
-
 bool is_client_of(const cat_session &session, std::string_view client) {
-  std::string text(client.substr(0, CLIENT_MAX));
-  for (char &c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text == session.client();
+  return storage_client_name(client.substr(0, CLIENT_MAX)) == session.client();
 }
 
 void report_index_inconsistency(cat_session &session, std::int64_t time, const std::string &path,
@@ -85,7 +78,7 @@ struct pass_t {
     if (error == nullptr) return look_up(candidate, record);
     if (is_being_written(*error))
       record = minimal_record(candidate.rc_time);
-    else if (is_on_cloud_tier(*error))
+    else if (storage_is_on_cloud_tier(error))
       record = cloud_record(candidate);
     else
       report_index_inconsistency(session, candidate.rc_time, candidate.rc_path, *error);

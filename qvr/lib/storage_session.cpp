@@ -1,6 +1,5 @@
 #include "storage_session.h"
 
-#include <cctype>
 #include <cerrno>
 #include <charconv>
 
@@ -126,11 +125,6 @@ errobj_t *connect(cat_session &session) {
   return session.library->connect(session.params, session.connection);
 }
 
-std::string lower(std::string text) {
-  for (char &c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
-
 // What the session of the media database holds.
 class storage_catalogue final : public mif_catalogue {
  public:
@@ -160,7 +154,7 @@ class storage_catalogue final : public mif_catalogue {
 
 std::string cat_session::client() const {
   const std::string *index = attrlist_first(attributes, "auth index");
-  return index != nullptr && !index->empty() ? *index : lower(mif_env().local_host());
+  return index != nullptr && !index->empty() ? *index : storage_client_name(mif_env().local_host());
 }
 
 std::string cat_session::subspace() const {
@@ -180,14 +174,17 @@ errobj_t *clntbh_create_client_handle(const attrlist &attrs,
                       "Unable to connect to index. The '%s' parameter must be set to false.\n",
                       {{MSG_ARG_ATTR, "Disable DFA-BH"}});
   auto opened = std::make_unique<cat_session>();
+  // Without a host there is nobody to ask; the parameters tell what is missing.
+  if (const std::string *host = attrlist_first(attrs, "hosts")) {
+    opened->library = storage_find(*host);
+    if (opened->library == nullptr)
+      return err_create(106845, 55000, "Unable to initialize the Bulk Harbor session interface.\n");
+  }
   if (errobj_t *error = read_params(attrs, opened->params)) return error;
-  opened->library = storage_find(opened->params.host);
-  if (opened->library == nullptr)
-    return err_create(106845, 55000, "Unable to initialize the Bulk Harbor session interface.\n");
   if (errobj_t *error = start_library(*opened->library, opened->params)) return error;
   opened->attributes = attrs;
   if (const std::string *index = attrlist_first(attrs, "auth index"))
-    attrlist_set(opened->attributes, "auth index", lower(*index));
+    attrlist_set(opened->attributes, "auth index", storage_client_name(*index));
   if (errobj_t *error = connect(*opened)) return error;
   KS_DEBUG(3, "clntbh_create_client_handle: client handle(%p) created for client %s.\n",
            static_cast<void *>(opened.get()), opened->client().c_str());
