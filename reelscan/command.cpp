@@ -136,8 +136,7 @@ ended command_t::print_inventory() {
     }
     return show_usage();
   }
-  s.volume_id_count != 0 ? volume_inventory() : client_inventory();
-  return 0;
+  return s.volume_id_count != 0 ? volume_inventory() : client_inventory();
 }
 
 ended command_t::parse_names() {

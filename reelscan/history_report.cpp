@@ -48,10 +48,12 @@ class kept_error {
     errobj_t *error = mif_last_error();
     if (error != nullptr && !error_) error_ = *error;
   }
-  void print() {
-    if (!error_) return;
+  // Prints it, behind what standard output holds; the exit status of the report.
+  int status() {
+    if (!error_) return 0;
     std::fflush(stdout);
     err_print(&*error_);
+    return 1;
   }
 
  private:
@@ -118,8 +120,7 @@ int history_report(const settings_t &settings, request_t &request) {
   if (records.empty()) {
     error.look();
     msg_print(198505, 55000, MSG_STDOUT, "Received no results matching history query\n");
-    error.print();
-    return 0;
+    return error.status();
   }
   if (kind.changes == nullptr && records.size() == HISTORY_COUNT) {
     KS_DEBUG(1, "The history holds %zu records or more.\n", records.size());
@@ -132,8 +133,7 @@ int history_report(const settings_t &settings, request_t &request) {
                       get_client_name_from_id);
   history_lines_t lines{request.report_columns, cells};
   print_records(kind, lines, records, error);
-  error.print();
-  return 0;
+  return error.status();
 }
 
 }  // namespace qvr

@@ -57,23 +57,23 @@ void add_volume(line_t &line, const vol_t &volume) {
   }
 }
 
-// An empty inventory may be a failure of the session: its reason goes to the error stream, while
-// standard output and status stay those of an empty one.
-void print_session_error() {
-  if (errobj_t *error = mif_last_error()) {
-    std::fflush(stdout);
-    err_print(error);
-  }
+// An empty inventory may be a failure of the session: standard output stays that of an empty one,
+// the reason goes to the error stream and into the status.
+int empty_status() {
+  errobj_t *error = mif_last_error();
+  if (error == nullptr) return 0;
+  std::fflush(stdout);
+  err_print(error);
+  return 1;
 }
 
 }  // namespace
 
-void client_inventory() {
+int client_inventory() {
   attrlist clients = get_client_names();
   if (clients.empty()) {
     fmt_to_stdout("%s", "No clients.\n");
-    print_session_error();
-    return;
+    return empty_status();
   }
   fmt_to_stdout("%s", "name\t\tid\n");
   line_t line;
@@ -85,14 +85,14 @@ void client_inventory() {
     }
     line.print();
   }
+  return 0;
 }
 
-void volume_inventory() {
+int volume_inventory() {
   vol_list volumes = get_vols_name({}, false);
   if (volumes.empty()) {
     fmt_to_stdout("%s", "No volumes.\n");
-    print_session_error();
-    return;
+    return empty_status();
   }
   fmt_to_stdout("%s", "name\t\tvol id\t\tlong id\t\t\t\t\t\ttype\tflags\t\t\tattributes\n");
   line_t line;
@@ -100,6 +100,7 @@ void volume_inventory() {
     add_volume(line, *volume);
     line.print();
   }
+  return 0;
 }
 
 }  // namespace qvr

@@ -101,6 +101,30 @@ TEST(bad_server, volumes_passed_over) {
   }
 }
 
+// What prints no rows without records tells a failure all the same.
+TEST(bad_server, listings_without_an_answer) {
+  static constexpr struct {
+    int line;
+    const char *words;
+    const char *out;
+  } rows[] = {
+      {__LINE__, "-C", "No clients.\n"},
+      {__LINE__, "-O", "No volumes.\n"},
+      {__LINE__, "-h", "Received no results matching history query\n"},
+  };
+  lab_run lab({"--sample", SAMPLE, "--fault", "daemon=qvrmmdbd,proc=58,error=85002:damaged",
+               "--fault", "daemon=qvrmmdbd,proc=65,error=85002:damaged", "--fault",
+               "daemon=qvrmmdbd,proc=96,error=85002:damaged"});
+  if (!lab.site) GTEST_SKIP() << lab.why;
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.line);
+    command_result result = lab.site->run(row.words);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, row.out);
+    EXPECT_NE(result.err.find("damaged"), std::string::npos) << result.err;
+  }
+}
+
 // The same save sets come whichever way the server has its pages continued.
 TEST(bad_server, pages) {
   std::string outputs[2];
