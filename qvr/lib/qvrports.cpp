@@ -118,7 +118,8 @@ errobj_t *qvrports_init(const char *host, bool wait, resdb_ptr *keep) {
   bool answered = error == nullptr;
   if (!answered) error = init_from_parent(error);
   if (error != nullptr) return error;
-  if (answered) {
+  // A database that answered is asked further, even where the ports came from elsewhere.
+  if (handle != nullptr) {
     if (errobj_t *failed = read_reverse_dns(handle.get())) {
       std::string why = failed->text;
       msg_print(208179, failed->code, MSG_STDERR, "Failed to get reverse DNS settings: %s\n",

@@ -63,11 +63,15 @@ int tcp_request::connect() const {
   return tcp_connect(request);
 }
 
+std::unique_ptr<CLIENT> system_error(int error) {
+  KS_DEBUG(1, "%s:%d Encountered a system error when creating TCP client handle: %s\n", __FILE__,
+           __LINE__, ks_strerror(error));
+  set_create_err(RPC_SYSTEMERROR, error);
+  return nullptr;
+}
+
 std::unique_ptr<CLIENT> tcp_request::create(int &socket) {
-  if (!family_known(address)) {
-    set_create_err(RPC_SYSTEMERROR, EAFNOSUPPORT);
-    return nullptr;
-  }
+  if (!family_known(address)) return system_error(EAFNOSUPPORT);
   if (debug_on(9)) {
     const char *name = rpc_program_name(program);
     KS_DEBUG(9, "Creating TCP/%s RPC client handle prog %lu (progname %s) vers %lu\n",
@@ -92,11 +96,8 @@ std::unique_ptr<CLIENT> tcp_request::create(int &socket) {
   auto handle = clnt_tcp::make(fd, address, program, version, send_size, receive_size);
   if (!handle) {
     int saved = errno;
-    KS_DEBUG(1, "%s:%d Encountered a system error when creating TCP client handle: %s\n", __FILE__,
-             __LINE__, ks_strerror(saved));
     if (own) ks_close(fd);
-    set_create_err(RPC_SYSTEMERROR, saved);
-    return nullptr;
+    return system_error(saved);
   }
   handle->set_auth_mask(auth_mask_for(address));
   if (own) {

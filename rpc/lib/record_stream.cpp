@@ -19,6 +19,17 @@ xdr_record_stream *as_record(XDR &xdr) {
   return dynamic_cast<xdr_record_stream *>(&xdr);
 }
 
+// What the two short forms have in common: one type for both directions.
+xdrrec_params params_of(xdrrec_type type, void *handle, std::uint32_t send_size,
+                        std::uint32_t receive_size) {
+  xdrrec_params params;
+  params.handle = handle;
+  params.send_type = params.receive_type = type;
+  params.send_size = send_size;
+  params.receive_size = receive_size;
+  return params;
+}
+
 }  // namespace
 
 std::uint32_t xdrrec_buffer_size(std::uint32_t requested) {
@@ -63,26 +74,18 @@ std::unique_ptr<xdr_record_stream> xdrrec2_create(const xdrrec_params &params) {
 std::unique_ptr<xdr_record_stream> xdrrec2_create_simple(
     void *handle, std::uint32_t send_size, std::uint32_t receive_size,
     decltype(xdrrec_params::simple_read) read, decltype(xdrrec_params::simple_write) write) {
-  xdrrec_params params;
-  params.handle = handle;
-  params.send_size = send_size;
-  params.simple_write = write;
-  params.receive_size = receive_size;
+  xdrrec_params params = params_of(XDRREC_SIMPLE, handle, send_size, receive_size);
   params.simple_read = read;
+  params.simple_write = write;
   return xdrrec2_create(params);
 }
 
 std::unique_ptr<xdr_record_stream> xdrrec2_create_vectored(
     void *handle, std::uint32_t send_size, std::uint32_t receive_size,
     decltype(xdrrec_params::vectored_read) read, decltype(xdrrec_params::vectored_write) write) {
-  xdrrec_params params;
-  params.handle = handle;
-  params.send_type = XDRREC_VECTORED;
-  params.send_size = send_size;
-  params.vectored_write = write;
-  params.receive_type = XDRREC_VECTORED;
-  params.receive_size = receive_size;
+  xdrrec_params params = params_of(XDRREC_VECTORED, handle, send_size, receive_size);
   params.vectored_read = read;
+  params.vectored_write = write;
   return xdrrec2_create(params);
 }
 

@@ -34,6 +34,7 @@ bool apply(int socket, int option, int size, int otherwise, const char *what) {
   if (ks_setsockopt(socket, SOL_SOCKET, option, &size, sizeof size) == 0) return true;
   int saved = errno;
   KS_DEBUG(1, "Failed to set socket %s buffer size to %d: %s\n", what, size, ks_strerror(saved));
+  errno = saved;
   return false;
 }
 

@@ -48,6 +48,13 @@ int port_of(const sockaddr_storage &address) {
 // connected, -1 for a new socket, or the errno value that the attempt ends with.
 constexpr int start_again = -1;
 
+// What became of a connect that went on by itself: 0 or an errno value. -1 when that is not known.
+int socket_error(int socket) {
+  int error = 0;
+  socklen_t length = sizeof error;
+  return ks_getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &length) == 0 ? error : -1;
+}
+
 int poll_writable(int socket, int milliseconds) {
   pollfd entry = {socket, POLLOUT | POLLWRNORM, 0};
   for (;;) {
@@ -72,9 +79,8 @@ int finish_connect(int socket, const tcp_connect_t &request) {
     KS_DEBUG(level, "Timeout in select() - Cancelling!\n");
     return ETIMEDOUT;
   }
-  int error = 0;
-  socklen_t length = sizeof error;
-  if (ks_getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &length) != 0) {
+  int error = socket_error(socket);
+  if (error < 0) {
     int saved = errno;
     KS_DEBUG(level, "Error in getsockopt() - %s\n", ks_strerror(saved));
     return saved;
@@ -104,14 +110,15 @@ int connect_once(int socket, const sockaddr_storage &address, const tcp_connect_
     waiting = false;
   }
   int result = 0;
-  while (ks_connect(socket, plain(address), size_of(address)) != 0) {
+  while (request.connect(socket, plain(address), size_of(address)) != 0) {
     int error = errno;
     if (error == EINTR) continue;
     if (error == EISCONN) break;
     if (error == EADDRINUSE) return start_again;
     if (error == EALREADY) {
-      if (poll_writable(socket, already_wait) > 0) break;
-      result = EALREADY;
+      // A socket is writable as well when its connect has failed.
+      bool connected = poll_writable(socket, already_wait) > 0 && socket_error(socket) == 0;
+      if (!connected) result = EALREADY;
     } else if (waiting && (error == EINPROGRESS || error == EAGAIN)) {
       result = finish_connect(socket, request);
     } else {
@@ -120,10 +127,6 @@ int connect_once(int socket, const sockaddr_storage &address, const tcp_connect_
     break;
   }
   if (result == ECONNREFUSED) pmap_cache_clear();
-  if (result == 0 && waiting) {
-    if (!make_blocking(socket)) return errno;
-    set_rpc_io_mode(RPC_IO_TRUE);
-  }
   return result;
 }
 
@@ -149,7 +152,7 @@ std::vector<sockaddr_storage> candidates(const sockaddr_storage &address) {
 
 struct failure_t {
   int error;
-  bool told;  // its own message has been printed
+  bool connect;  // it was the connect that failed: a report is due
 };
 
 // A new socket, bound and with its buffers; -1 with the failure.
@@ -157,13 +160,13 @@ int open_socket(const tcp_connect_t &request, failure_t &failure) {
   int family = request.address.ss_family;
   int socket = ks_socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (socket < 0) {
-    failure = {errno, true};
+    failure = {errno, false};
     KS_DEBUG(1, "%s:%d Failed to create socket for TCP client handle: %s", __FILE__, __LINE__,
              ks_strerror(failure.error));
     return -1;
   }
   if (rpc_bind_from_range(socket, family) != 0) {
-    failure = {errno, true};
+    failure = {errno, false};
     if (!request.quiet) {
       msg_print(173679, failure.error + 13000, MSG_STDERR,
                 "Unable to bind socket to port %d from connection port range %s: %s\n",
@@ -182,7 +185,7 @@ int open_socket(const tcp_connect_t &request, failure_t &failure) {
              family == AF_INET6 ? "IPv6" : "IPv4", socket, port_of(local));
   }
   if (!socket_buffers_apply(socket, request.send_size, request.receive_size)) {
-    failure = {errno, true};
+    failure = {errno, false};
     ks_close(socket);
     return -1;
   }
@@ -230,22 +233,26 @@ void report(const tcp_connect_t &request, int error) {
 int tcp_connect(const tcp_connect_t &request) {
   std::size_t range = rpc_connection_range_count();
   std::size_t most = 2 * (range != 0 ? range : 65535);
-  failure_t failure{0, false};
+  failure_t failure{0, true};
   std::size_t tries = 0;
   for (const sockaddr_storage &address : candidates(request.address)) {
     for (;;) {
       int socket = open_socket(request, failure);
       if (socket < 0) break;
       int result = connect_once(socket, address, request);
-      if (result == 0) return socket;
+      if (result == 0 && request.wait_seconds <= 0) return socket;
+      if (result == 0 && make_blocking(socket)) {
+        set_rpc_io_mode(RPC_IO_TRUE);
+        return socket;
+      }
+      failure = {result == start_again ? EADDRINUSE : result != 0 ? result : errno, result != 0};
       ks_close(socket);
-      failure = {result == start_again ? EADDRINUSE : result, false};
       if (result != start_again || ++tries >= most) break;
       if (tries >= pause_from_try) ks_sleep_ms(pause_time);
     }
-    if (failure.told) break;
+    if (!failure.connect) break;
   }
-  if (failure.told) {
+  if (!failure.connect) {
     KS_DEBUG(1, "%s:%d Encountered a system error when creating TCP client handle: %s\n", __FILE__,
              __LINE__, ks_strerror(failure.error));
   } else if (!request.quiet) {

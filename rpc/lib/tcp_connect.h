@@ -3,6 +3,8 @@
 
 #include <sys/socket.h>
 
+#include "ks_sockets.h"
+
 namespace qvr {
 
 struct tcp_connect_t {
@@ -11,6 +13,7 @@ struct tcp_connect_t {
   int receive_size = 0;
   int wait_seconds = 0;  // 0: a blocking connect
   bool quiet = false;    // no messages
+  int (*connect)(int socket, const sockaddr *address, socklen_t length) = ks_connect;
 };
 
 // The socket, in blocking mode, or -1 with the thread's create error set (status 12). Any thread.

@@ -1,6 +1,9 @@
 // A client of libtirpc talks to the lab, whatever the fragments that its records come in.
 #include <gtest/gtest.h>
 
+#include <optional>
+
+#include "fragment_proxy.h"
 #include "installation.h"
 #include "lab_catalogue.h"
 #include "tirpc_lab_client.h"
@@ -63,20 +66,27 @@ TEST_F(tirpc_peer, finds_the_daemons_over_both_transports) {
   }
 }
 
-TEST_F(tirpc_peer, reads_records_in_fragments_of_any_size) {
+// Replies in fragments that the lab makes, and both ways through a proxy that makes them.
+TEST_F(tirpc_peer, exchanges_records_in_fragments_of_any_size) {
+  std::uint16_t daemon = lab_.port("qvrmmdbd");
   for (unsigned bytes : {0u, 1u, 2u, 3u, 7u, 4096u, 1u << 20}) {
-    SCOPED_TRACE(bytes);
-    if (bytes != 0) fragments_of(bytes);
-    tirpc_lab_client client(lab_.port("qvrmmdbd"), 390107, 6, false);
-    EXPECT_EQ(client.null(), 0);
-    for (bool full : {false, true}) {
-      std::vector<tirpc_volume> list;
-      EXPECT_EQ(client.volumes_by_name("", full, list), 0);
-      EXPECT_TRUE(list == wanted(full));
-      list.clear();
-      EXPECT_EQ(client.volumes_by_name("vault.001", full, list), 0);
-      ASSERT_EQ(list.size(), 1u);
-      EXPECT_EQ(list[0].volume, "vault.001");
+    for (bool proxied : {false, true}) {
+      SCOPED_TRACE(testing::Message() << bytes << " proxy " << proxied);
+      lab_.set_faults({});
+      if (bytes != 0 && !proxied) fragments_of(bytes);
+      std::optional<fragment_proxy> proxy;
+      if (proxied) proxy.emplace(daemon, bytes != 0 ? bytes : SIZE_MAX);
+      tirpc_lab_client client(proxied ? proxy->port() : daemon, 390107, 6, false);
+      EXPECT_EQ(client.null(), 0);
+      for (bool full : {false, true}) {
+        std::vector<tirpc_volume> list;
+        EXPECT_EQ(client.volumes_by_name("", full, list), 0);
+        EXPECT_TRUE(list == wanted(full));
+        list.clear();
+        EXPECT_EQ(client.volumes_by_name("vault.001", full, list), 0);
+        ASSERT_EQ(list.size(), 1u);
+        EXPECT_EQ(list[0].volume, "vault.001");
+      }
     }
   }
   for (const lab_event &event : lab_.events()) {

@@ -1,7 +1,7 @@
-// How handles are made: names and rounds, buffers, modes, messages; and replies in clear on an
+// How handles are made: names and rounds, connects, buffers, modes, messages; and replies on an
 // encrypted channel.
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <netinet/tcp.h>
 
 #include <cerrno>
 #include <map>
@@ -12,6 +12,8 @@
 #include "fake_resolver.h"
 #include "kstr_auth.h"
 #include "pmap_cache.h"
+#include "pmap_ports.h"
+#include "port_ranges.h"
 #include "rpc_state.h"
 #include "script_server.h"
 #include "socket_buffers.h"
@@ -22,26 +24,23 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(clear_replies, one_reply_in_plain_and_the_next_one_enciphered) {
+// The xid of a call that the test's cipher made: a length and the XORed bytes.
+std::uint32_t sealed_xid(const served_call &call) {
+  std::string xid = call.raw.substr(4, 4);
+  for (char &byte : xid) byte = static_cast<char>(byte ^ 0x5a);
+  return XDR::load32(reinterpret_cast<const std::uint8_t *>(xid.data()));
+}
+
+TEST(encrypted_channel, one_reply_in_plain_and_the_next_one_enciphered) {
   int calls = 0;
   script_server server([&](served_connection &to, const served_call &call) {
-    calls++;
-    // The cipher text is a length and the XORed bytes.
-    std::string plain = call.raw.substr(4);
-    for (char &byte : plain) byte = static_cast<char>(byte ^ 0x5a);
-    auto xid = XDR::load32(reinterpret_cast<const std::uint8_t *>(plain.data()));
-    std::string reply = reply_head(xid) + word(static_cast<std::uint32_t>(calls));
-    if (calls == 1) {
-      to.send(record(reply));
-    } else if (calls == 2) {
-      to.send(test_cipher::fragment(reply, true));
-    } else if (calls == 3) {
-      to.send(record(reply).substr(0, 10));
-      to.closing = true;
-    }
+    std::string reply = reply_head(sealed_xid(call)) + word(static_cast<std::uint32_t>(++calls));
+    if (calls == 1) to.send(record(reply));
+    if (calls == 2) to.send(test_cipher::fragment(reply, true));
+    if (calls == 3) to.send(record(reply).substr(0, 10));
+    to.closing = calls >= 3;
   });
-  int socket = -1;
-  auto client = clnt_tcp_create(server.address, 1, 1, socket, 0, 0);
+  auto client = open_tcp(server);
   ASSERT_TRUE(client);
   test_cipher cipher;
   ASSERT_TRUE(client->stream()->crypt_on(cipher.ops()));
@@ -50,7 +49,6 @@ TEST(clear_replies, one_reply_in_plain_and_the_next_one_enciphered) {
   auto decode = [&](XDR &xdr) { return xdr.get_u32(result); };
   ASSERT_TRUE(client->set_clear_reply());
   EXPECT_EQ(client->call(1, {}, decode, 5s), RPC_SUCCESS);
-  EXPECT_EQ(result, 1u);
   EXPECT_TRUE(client->stream()->encrypted()) << "taken up again";
   EXPECT_EQ(client->call(1, {}, decode, 5s), RPC_SUCCESS);
   EXPECT_EQ(result, 2u);
@@ -58,25 +56,21 @@ TEST(clear_replies, one_reply_in_plain_and_the_next_one_enciphered) {
   ASSERT_TRUE(client->set_clear_reply());
   EXPECT_EQ(client->call(1, {}, decode, 5s), RPC_CANTRECV);
   int encrypted = cipher.encrypted;
-  EXPECT_EQ(client->call(1, {}, decode, 5s) == RPC_SUCCESS, false);
+  EXPECT_NE(client->call(1, {}, decode, 5s), RPC_SUCCESS);
   EXPECT_TRUE(client->stream()->encrypted() || cipher.encrypted == encrypted);
 }
 
 // Bytes of a ciphertext are progress although none of them can be used before the last.
 TEST(encrypted_channel, a_slow_ciphertext_is_waited_for) {
   script_server server([&](served_connection &to, const served_call &call) {
-    std::string plain = call.raw.substr(4);
-    for (char &byte : plain) byte = static_cast<char>(byte ^ 0x5a);
-    auto xid = XDR::load32(reinterpret_cast<const std::uint8_t *>(plain.data()));
-    std::string reply = test_cipher::fragment(reply_head(xid), false) +
+    std::string reply = test_cipher::fragment(reply_head(sealed_xid(call)), false) +
                         test_cipher::fragment(counted(payload_of(1 << 18)), true);
     for (std::size_t at = 0; at < reply.size(); at += 1 << 16) {
       to.send(std::string_view(reply).substr(at, 1 << 16));
       to.stall(100ms);
     }
   });
-  int socket = -1;
-  auto client = clnt_tcp_create(server.address, 1, 1, socket, 0, 0);
+  auto client = open_tcp(server);
   ASSERT_TRUE(client);
   test_cipher cipher;
   ASSERT_TRUE(client->stream()->crypt_on(cipher.ops()));
@@ -141,23 +135,123 @@ TEST(create_by_host, addresses_and_rounds) {
   pmap_cache_forget();
 }
 
-TEST(connect_failures, messages_in_order) {
-  sockaddr_storage nobody;
-  {
-    script_server server([](served_connection &, const served_call &) {});
-    nobody = server.address;
+// What connect(2) answers, one after the other, the last for ever; and on what it was called.
+struct connect_script {
+  static constexpr int late_refusal = -1;  // EALREADY, and a failure when it comes to its end
+  static inline std::vector<int> answers;
+  static inline std::vector<std::uint32_t> scopes;
+  static inline std::size_t calls;
+
+  static void start(std::vector<int> given) {
+    answers = std::move(given);
+    scopes.clear();
+    calls = 0;
   }
-  test::fake_resolver resolver;
-  for (bool quiet : {false, true}) {
-    test::caught_messages caught;
+  static int connect(int socket, const sockaddr *address, socklen_t length) {
+    int answer = answers[std::min(calls++, answers.size() - 1)];
+    if (address->sa_family == AF_INET6) {
+      scopes.push_back(reinterpret_cast<const sockaddr_in6 *>(address)->sin6_scope_id);
+    }
+    if (answer == late_refusal) {
+      fcntl(socket, F_SETFL, O_NONBLOCK);
+      ks_connect(socket, address, length);
+      answer = EALREADY;
+    }
+    errno = answer;
+    return answer == 0 ? 0 : -1;
+  }
+};
+
+TEST(connecting, what_each_failure_leads_to) {
+  struct row {
+    int line;
+    std::vector<int> answers;
+    bool named;  // the address has a name
+    int error;   // 0: connected
+    std::size_t calls;
+    std::vector<std::int32_t> messages;
+  };
+  const row rows[] = {
+      {__LINE__, {EINTR, EINTR, 0}, false, 0, 3, {}},
+      {__LINE__, {EISCONN}, false, 0, 1, {}},
+      {__LINE__, {EALREADY}, false, 0, 1, {}},
+      {__LINE__, {connect_script::late_refusal}, false, EALREADY, 1, {173680, 172088}},
+      {__LINE__, {EADDRINUSE, EADDRINUSE, 0}, false, 0, 3, {}},
+      // Twice as often as the range has ports.
+      {__LINE__, {EADDRINUSE}, false, EADDRINUSE, 2 * 60, {173680, 172088}},
+      {__LINE__, {ECONNREFUSED}, false, ECONNREFUSED, 1, {173680, 172088, 173677}},
+      {__LINE__, {ETIMEDOUT}, false, ETIMEDOUT, 1, {173680, 172088, 173678}},
+      {__LINE__, {EHOSTUNREACH}, false, EHOSTUNREACH, 1, {173680, 172088, 173678}},
+      {__LINE__, {ENETUNREACH}, false, ENETUNREACH, 1, {173680, 172088}},
+      // The name of the service is asked of the port mapper, which is not there.
+      {__LINE__, {ENETUNREACH}, true, ENETUNREACH, 1, {173680, 172082, 172089}},
+  };
+  tcp_connect_t request;
+  request.address = nobody_there();
+  request.connect = connect_script::connect;
+  pmap_ports_set(PMAP_NO_PORT, ntohs(reinterpret_cast<sockaddr_in &>(request.address).sin_port));
+  reinterpret_cast<sockaddr_in &>(request.address).sin_port ^= htons(1);
+  port_range_add(30000, 30059, PORTS_CONNECTION);
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    for (bool quiet : {false, true}) {
+      test::fake_resolver resolver;
+      resolver.hosts["near"] = {"", {"127.0.0.1"}, 0};
+      resolver.names["127.0.0.1"] = "near";
+      ks_set_rdns_state(r.named ? "uncached" : "banned");
+      test::caught_messages caught;
+      connect_script::start(r.answers);
+      pmap_cache_add({KSTR_PROGRAM, 1, IPPROTO_TCP, 7937});
+      request.quiet = quiet;
+      int socket = tcp_connect(request);
+      EXPECT_EQ(socket >= 0, r.error == 0);
+      if (socket >= 0) close(socket);
+      EXPECT_EQ(connect_script::calls, r.calls);
+      EXPECT_TRUE(r.error == 0 || clnt_create_err().error.error == r.error);
+      // A refused connection empties the caches, a port mapper's too.
+      EXPECT_EQ(pmap_cache_find(KSTR_PROGRAM, 1, IPPROTO_TCP) == 0,
+                r.error == ECONNREFUSED || (r.named && !quiet));
+      std::vector<std::int32_t> ids;
+      for (const errobj_t &message : caught.taken()) ids.push_back(message.message.id);
+      EXPECT_EQ(ids, quiet ? std::vector<std::int32_t>() : r.messages);
+    }
+  }
+  port_ranges_reset();
+  pmap_ports_reset();
+  pmap_cache_forget();
+}
+
+// A link-local address is tried on every link that has IPv6; elsewhere it is taken as it stands.
+TEST(connecting, link_local_scopes) {
+  struct row {
+    int line;
+    const char *address;
+    std::vector<std::string> interfaces;  // with the indices 1, 2, 3 ...
+    std::vector<int> answers;
+    std::vector<std::uint32_t> scopes;
+  };
+  const std::vector<std::string> links = {"127.0.0.1", "fe80::1", "10.0.0.1", "2001:db8::1"};
+  const row rows[] = {
+      {__LINE__, "fe80::5", links, {EHOSTUNREACH, 0}, {2, 4}},
+      {__LINE__, "febf::5", links, {0}, {2}},
+      {__LINE__, "fe80::5", links, {EHOSTUNREACH}, {2, 4}},
+      {__LINE__, "fe80::5", {"127.0.0.1"}, {EHOSTUNREACH}, {0}},
+      {__LINE__, "fec0::5", links, {EHOSTUNREACH}, {0}},
+  };
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    test::fake_resolver resolver;
+    resolver.interface_addresses = r.interfaces;
+    connect_script::start(r.answers);
     tcp_connect_t request;
-    request.address = nobody;
-    request.quiet = quiet;
-    EXPECT_EQ(tcp_connect(request), -1);
-    std::vector<std::int32_t> ids;
-    for (const errobj_t &message : caught.taken()) ids.push_back(message.message.id);
-    EXPECT_EQ(ids, quiet ? std::vector<std::int32_t>{}
-                         : (std::vector<std::int32_t>{173680, 172088, 173677}));
+    request.address = test::fake_resolver::address(r.address, 9);
+    request.connect = connect_script::connect;
+    request.quiet = true;
+    int socket = tcp_connect(request);
+    if (socket < 0 && clnt_create_err().error.error == EAFNOSUPPORT) GTEST_SKIP() << "no IPv6 here";
+    EXPECT_EQ(socket >= 0, r.answers.back() == 0);
+    if (socket >= 0) close(socket);
+    EXPECT_EQ(connect_script::scopes, r.scopes);
   }
 }
 
@@ -193,16 +287,11 @@ TEST(socket_buffers, defaults_by_the_environment) {
   }
 }
 
-TEST(blocking_mode, words) {
+// With each mode, a handle without a time-out and one with it get their answers.
+TEST(blocking_mode, words_and_sockets) {
   EXPECT_EQ(rpc_io_mode_from("must", RPC_IO_TRUE), RPC_IO_MUST);
   EXPECT_EQ(rpc_io_mode_from("False", RPC_IO_TRUE), RPC_IO_FALSE);
-  EXPECT_EQ(rpc_io_mode_from("TRUE", RPC_IO_FALSE), RPC_IO_TRUE);
   EXPECT_EQ(rpc_io_mode_from("maybe", RPC_IO_MUST), RPC_IO_MUST);
-  EXPECT_EQ(rpc_io_mode_from(nullptr, RPC_IO_TRUE), RPC_IO_TRUE);
-}
-
-// With each mode, a handle without a time-out and one with it get their answers.
-TEST(blocking_mode, sockets_follow) {
   struct row {
     int line;
     rpc_io_mode mode;
@@ -227,8 +316,7 @@ TEST(blocking_mode, sockets_follow) {
   for (const row &r : rows) {
     SCOPED_TRACE(r.line);
     set_rpc_io_mode(r.mode);
-    int socket = -1;
-    auto client = clnt_tcp_create(server.address, 1, 1, socket, 0, 0);
+    auto client = open_tcp(server);
     ASSERT_TRUE(client);
     auto &handle = dynamic_cast<clnt_tcp &>(*client);
     handle.set_peek_on_write(r.peek);

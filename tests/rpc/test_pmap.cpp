@@ -12,6 +12,7 @@
 #include "pmap_lookup.h"
 #include "pmap_ports.h"
 #include "pmap_server.h"
+#include "script_server.h"
 
 namespace qvr {
 namespace {
@@ -142,15 +143,25 @@ TEST_F(pmap_test, caches_age_and_are_cleared) {
   EXPECT_EQ(3333, look_up(EXECD));
 }
 
-TEST_F(pmap_test, another_host_neither_reads_nor_writes_the_caches) {
-  // An address of this machine's loopback device that this layer takes for another host's.
-  sockaddr_storage there = fake_resolver::address("::1");
-  ASSERT_TRUE(ks_is_loopback(reinterpret_cast<sockaddr *>(&there)));
-  there = fake_resolver::address("192.0.2.1");
-  pmap_cache_add({EXECD, 1, 6, 7777});
-  EXPECT_EQ(7777, look_up(EXECD));
-  // With nobody to ask, what the cache holds is better than nothing.
-  EXPECT_EQ(7777, pmap_getport_qvr(there, EXECD, 1, IPPROTO_TCP, 0));
+TEST_F(pmap_test, a_port_that_closes_between_look_up_and_connect) {
+  auto port_of = [](const sockaddr_storage &address) -> std::uint64_t {
+    return ntohs(reinterpret_cast<const sockaddr_in &>(address).sin_port);
+  };
+  product.set_rows({{EXECD, 1, 6, port_of(nobody_there())}});
+  for (int wait : {0, 2}) {
+    SCOPED_TRACE(wait);
+    int calls = product.calls(), socket = -1;
+    auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(nullptr, clnt_tcp_create_wait(here, EXECD, 1, socket, 0, 0, wait, CLNT_QUIET));
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));
+    EXPECT_EQ("Remote system error - Connection refused", clnt_create_error_text());
+    EXPECT_EQ(calls + 1, product.calls()) << "what was known of the port is forgotten";
+  }
+  // The daemon is back on another port.
+  script_server back([](served_connection &, const served_call &) {});
+  product.set_rows({{EXECD, 1, 6, port_of(back.address)}});
+  int socket = -1;
+  EXPECT_NE(nullptr, clnt_tcp_create(here, EXECD, 1, socket, 0, 0)) << clnt_create_error_text();
 }
 
 TEST_F(pmap_test, the_environment_of_a_child) {
@@ -232,100 +243,57 @@ TEST_F(pmap_test, a_marker_file_turns_the_process_list_off) {
 }
 
 TEST_F(pmap_test, names_of_the_services_behind_ports) {
+  using enum pmap_server::mood;
   world.hosts["vault"] = {"", {"127.0.0.1"}, 0};
-  world.hosts["silent"] = {"", {"127.0.0.1"}, 0};
-  product.set_rows({{EXECD, 1, 6, 7937},
-                    {MMD, 1, 6, 8000},
-                    {390107, 1, 6, 8000},
-                    {EXECD, 1, 6, 8001},
-                    {87654321, 1, 6, 8001}});
+  const std::vector<pmap_entry_t> some = {
+      {EXECD, 1, 6, 7937}, {MMD, 1, 6, 8000}, {390107, 1, 6, 8000}, {87654321, 1, 6, 8001}};
+  const char *none = "before";
   struct row_t {
     int line;
     const char *host;
     std::uint16_t port;
-    const char *name;
-    const char *said;
+    std::vector<pmap_entry_t> entries;
+    pmap_server::mood mood;
+    const char *name, *said;
   } rows[] = {
-      {__LINE__, "vault", product.port(), "portmapper", ""},
-      {__LINE__, "", 7937, "client services", ""},
-      {__LINE__, "vault", 7937, "qvrexecd", ""},
-      {__LINE__, "vault", 8000, "qvrmmdbd", ""},  // the last entry of the port
-      {__LINE__, "vault", 8001, "before", ""},    // a program without a name
-      {__LINE__, "vault", 1, "before", ""},
-      {__LINE__, "nowhere", 7937, "before",
+      {__LINE__, "vault", product.port(), some, closes, "portmapper", ""},
+      {__LINE__, "", 7937, some, closes, "client services", ""},
+      {__LINE__, "vault", 7937, some, answers, "qvrexecd", ""},
+      {__LINE__, "vault", 8000, some, answers, "qvrmmdbd", ""},  // the last entry of the port
+      {__LINE__, "vault", 8001, some, answers, none, ""},        // a program without a name
+      {__LINE__, "vault", 1, some, answers, none, ""},
+      {__LINE__,
+       "vault",
+       1,
+       {},
+       answers,
+       "client services",
+       "No remote programs are registered.\n"},
+      {__LINE__, "vault", 1, some, closes, none, "Unable to access the QVR port mapper: "},
+      {__LINE__, "nowhere", 1, some, answers, none,
        "Unable to retrieve the DNS information for host 'nowhere': "},
   };
   caught_messages caught;
   for (const row_t &row : rows) {
     SCOPED_TRACE(row.line);
-    std::string text = "before";
+    std::string text = none;
+    product.set_rows(row.entries);
+    product.set_mood(row.mood);
     pmap_service_name(row.host, row.port, text);
     EXPECT_EQ(row.name, text);
-    EXPECT_THAT(caught.text(), HasSubstr(row.said));
-  }
-  std::string text = "before";
-  product.set_mood(pmap_server::mood::closes);
-  pmap_service_name("vault", 7937, text);
-  EXPECT_THAT(caught.text(), HasSubstr("Unable to access the QVR port mapper: "));
-  EXPECT_EQ("before", text);
-  product.set_mood(pmap_server::mood::answers);
-  product.set_rows({});
-  pmap_service_name("vault", 7937, text);
-  EXPECT_EQ("No remote programs are registered.\n", caught.text());
-  EXPECT_EQ("client services", text);
-  {
-    pmap_server gone({});
-    pmap_ports_set(PMAP_NO_PORT, gone.port());
-  }
-  text = "before";
-  pmap_service_name("vault", 7937, text);
-  EXPECT_THAT(caught.text(), HasSubstr("Unable to access the QVR port mapper on host 'vault': "));
-  EXPECT_EQ("before", text);
-}
-
-TEST_F(pmap_test, a_chain_of_entries_ends) {
-  struct row_t {
-    int line;
-    std::vector<std::uint32_t> words;
-    bool good;
-    int entries;
-  } rows[] = {
-      {__LINE__, {0}, true, 0},
-      {__LINE__, {1, 2, 3, 4, 5, 0}, true, 1},
-      {__LINE__, {1, 2, 3, 4, 5}, false, 1},
-      {__LINE__, {1, 2, 3}, false, 0},
-      {__LINE__, std::vector<std::uint32_t>(5 * 70000, 1), false, 65536},
-  };
-  for (const row_t &row : rows) {
-    SCOPED_TRACE(row.line);
-    xdr_memory_writer out;
-    for (std::uint32_t word : row.words) out.put_u32(word);
-    xdr_memory_reader in(out.bytes());
-    int entries = 0;
-    EXPECT_EQ(row.good, xdr_get_pmap_list(in, [&](const pmap_entry_t &) { entries++; }));
-    EXPECT_EQ(row.entries, entries);
+    std::string said = caught.text();
+    EXPECT_THAT(said, HasSubstr(row.said));
+    EXPECT_EQ(*row.said == '\0', said.empty());
   }
 }
 
 TEST(rpc_names, built_in_rows_come_first) {
-  struct row_t {
-    int line;
-    const char *name;
-    std::uint32_t program;
-    const char *name_back;
-  } rows[] = {
-      {__LINE__, "qvrd", 390103, "qvrd"},
-      {__LINE__, "QVRexec", 390113, "qvrexecd"},
-      {__LINE__, "qvrportmapper", 100000, "qvrportmapper"},
-      {__LINE__, "auth_proxyd", 390460, "auth_proxyd"},
-  };
-  for (const row_t &row : rows) {
-    SCOPED_TRACE(row.line);
-    EXPECT_EQ(row.program, rpc_program_number(row.name));
-    EXPECT_STREQ(row.name_back, rpc_program_name(row.program));
-  }
-  EXPECT_EQ(nullptr, rpc_program_name(3999999));
+  EXPECT_EQ(390103u, rpc_program_number("qvrd"));
+  EXPECT_EQ(390113u, rpc_program_number("QVRexec"));
   EXPECT_EQ(0u, rpc_program_number("no-such-program"));
+  EXPECT_STREQ("qvrexecd", rpc_program_name(390113));
+  EXPECT_STREQ("qvrportmapper", rpc_program_name(100000));
+  EXPECT_EQ(nullptr, rpc_program_name(3999999));
 }
 
 }  // namespace

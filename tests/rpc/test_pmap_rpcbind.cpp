@@ -5,7 +5,8 @@
 
 #include "clnt_create.h"
 #include "clnt_error.h"
-#include "hosts.h"
+#include "fake_resolver.h"
+#include "pmap_cache.h"
 #include "pmap_lookup.h"
 #include "pmap_ports.h"
 #include "pmap_protocol.h"
@@ -17,12 +18,8 @@ namespace {
 constexpr std::uint16_t SYSTEM_PORT = 111;
 constexpr std::uint32_t PMAPPROC_SET = 1;
 
-sockaddr_storage loopback(std::uint16_t port) {
-  sockaddr_storage address;
-  socklen_t length;
-  ks_parse_address("127.0.0.1", address, length);
-  reinterpret_cast<sockaddr_in &>(address).sin_port = htons(port);
-  return address;
+sockaddr_storage loopback(unsigned port) {
+  return test::fake_resolver::address("127.0.0.1", port);
 }
 
 bool enter(const pmap_entry_t &entry) {
@@ -40,7 +37,7 @@ bool enter(const pmap_entry_t &entry) {
 // Runs inside the private host.
 TEST(pmap_rpcbind, DISABLED_inside) {
   ASSERT_TRUE(enter({390109, 2, IPPROTO_TCP, 7939})) << clnt_create_error_text();
-  ASSERT_TRUE(enter({390104, 3, IPPROTO_UDP, 7940}));
+  ASSERT_TRUE(enter({390104, 3, IPPROTO_UDP, 7940}) && enter({390113, 1, IPPROTO_TCP, 7941}));
   std::uint16_t system_port, product_port;
   pmap_ports(&system_port, &product_port);
   EXPECT_EQ(SYSTEM_PORT, system_port);
@@ -70,6 +67,17 @@ TEST(pmap_rpcbind, DISABLED_inside) {
   std::string text;
   pmap_service_name("127.0.0.1", 7940, text);
   EXPECT_EQ("qvrmmd", text);
+  // An address that the layer takes for another host's: the caches are neither read nor written,
+  // but with nobody to ask what they hold is better than nothing.
+  test::fake_resolver world;
+  sockaddr_storage there = test::fake_resolver::address("10.77.0.1");
+  auto ask = [&](unsigned flags) { return pmap_getport_qvr(there, 390113, 1, IPPROTO_TCP, flags); };
+  EXPECT_EQ(7941, ask(PMAP_PRODUCT));
+  EXPECT_EQ(0, pmap_cache_find(390113, 1, IPPROTO_TCP));
+  pmap_cache_add({390113, 1, IPPROTO_TCP, 7777});
+  EXPECT_EQ(7941, ask(PMAP_PRODUCT));
+  EXPECT_EQ(7777, ask(0));
+  EXPECT_EQ(7777, pmap_cache_find(390113, 1, IPPROTO_TCP));
 }
 
 TEST(pmap_rpcbind, answers_as_the_system_port_mapper) {
@@ -78,6 +86,7 @@ TEST(pmap_rpcbind, answers_as_the_system_port_mapper) {
   test::private_host_options options;
   options.set_file("/etc/services", "sunrpc 111/tcp portmapper\nsunrpc 111/udp portmapper\n");
   options.empty_directories = {"/run"};
+  options.addresses = {"10.77.0.1"};
   std::string why;
   auto host = test::private_host::make(options, why);
   if (host == nullptr) GTEST_SKIP() << why;

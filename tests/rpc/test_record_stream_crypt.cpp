@@ -20,33 +20,24 @@ struct crypt_stream {
 };
 
 TEST(record_crypt, incomplete_tables_are_refused) {
-  struct row {
-    int line;
-    void (*spoil)(xdrrec_crypt_ops &ops);
-    bool good;
-  };
-  const row rows[] = {
-      {__LINE__, [](xdrrec_crypt_ops &o) { o.context = nullptr; }, false},
-      {__LINE__, [](xdrrec_crypt_ops &o) { o.encrypt = nullptr; }, false},
-      {__LINE__, [](xdrrec_crypt_ops &o) { o.decrypt = nullptr; }, false},
-      {__LINE__, [](xdrrec_crypt_ops &o) { o.release = nullptr; }, false},
-      {__LINE__,
-       [](xdrrec_crypt_ops &o) {
-         o.needs_refresh = nullptr;
-         o.refresh = nullptr;
-         o.reauth = nullptr;
-       },
-       true},
-  };
-  for (const row &r : rows) {
-    SCOPED_TRACE(r.line);
+  using spoiler = void (*)(xdrrec_crypt_ops & ops);
+  for (spoiler spoil : {spoiler([](xdrrec_crypt_ops &o) { o.context = nullptr; }),
+                        spoiler([](xdrrec_crypt_ops &o) { o.encrypt = nullptr; }),
+                        spoiler([](xdrrec_crypt_ops &o) { o.decrypt = nullptr; }),
+                        spoiler([](xdrrec_crypt_ops &o) { o.release = nullptr; })}) {
     crypt_stream s;
     xdrrec_crypt_ops ops = s.cipher.ops();
-    r.spoil(ops);
-    EXPECT_EQ(xdrrec_control(*s.stream, XDRREC_CRYPT_ON, &ops), r.good);
-    EXPECT_EQ(s.stream->encrypted(), r.good);
-    EXPECT_FALSE(r.good && s.stream->crypt_on(ops)) << "twice";
+    spoil(ops);
+    EXPECT_FALSE(xdrrec_control(*s.stream, XDRREC_CRYPT_ON, &ops));
+    EXPECT_FALSE(s.stream->encrypted());
   }
+  crypt_stream s;
+  xdrrec_crypt_ops ops = s.cipher.ops();
+  ops.needs_refresh = nullptr;
+  ops.refresh = nullptr;
+  ops.reauth = nullptr;
+  EXPECT_TRUE(s.stream->crypt_on(ops));
+  EXPECT_FALSE(s.stream->crypt_on(ops)) << "twice";
 }
 
 TEST(record_crypt, what_goes_out) {
@@ -132,47 +123,42 @@ TEST(record_crypt, any_fragments_and_any_reads) {
   }
 }
 
-// The peer's first ciphertext may lie behind its last plain record in one read.
-TEST(record_crypt, bytes_behind_the_last_plain_record_belong_to_the_new_mode) {
+// The peer's first ciphertext may lie behind its last plain record in one read, and the other way.
+TEST(record_crypt, bytes_behind_the_last_record_belong_to_the_new_mode) {
   crypt_stream s(record(word(1) + word(2)) + test_cipher::fragment(word(3), true) +
                  test_cipher::fragment(word(4), true) + record(word(5)));
-  ASSERT_TRUE(s.stream->skiprecord(true));
   std::uint32_t value;
-  ASSERT_TRUE(s.stream->get_u32(value));
+  ASSERT_TRUE(s.stream->skiprecord(true) && s.stream->get_u32(value));
   ASSERT_TRUE(s.stream->put_u32(9));
   ASSERT_TRUE(s.turn_on());
   EXPECT_EQ(s.transport.written(), record(word(9))) << "what was begun in plain is ended in plain";
-  ASSERT_TRUE(s.stream->skiprecord(true));
-  ASSERT_TRUE(s.stream->get_u32(value));
-  EXPECT_EQ(value, 3u);
-  ASSERT_TRUE(s.stream->skiprecord(true));
-  ASSERT_TRUE(s.stream->get_u32(value));
-  EXPECT_EQ(value, 4u);
-  xdrrec_crypt_ops table;
-  ASSERT_TRUE(xdrrec_control(*s.stream, XDRREC_CRYPT_OFF, &table));
-  EXPECT_EQ(table.context, &s.cipher);
-  ASSERT_TRUE(s.stream->skiprecord(true));
-  ASSERT_TRUE(s.stream->get_u32(value));
-  EXPECT_EQ(value, 5u);
+  for (std::uint32_t wanted : {3u, 4u, 5u}) {
+    xdrrec_crypt_ops table;
+    if (wanted == 5) {
+      ASSERT_TRUE(xdrrec_control(*s.stream, XDRREC_CRYPT_OFF, &table));
+      EXPECT_EQ(table.context, &s.cipher);
+    }
+    ASSERT_TRUE(s.stream->skiprecord(true) && s.stream->get_u32(value));
+    EXPECT_EQ(value, wanted);
+  }
 }
 
+// Every truncation, and damage that the cipher sees.
 TEST(record_crypt, damage_fails_the_read) {
-  const std::string whole = test_cipher::fragment(payload_of(40), true);
-  for (std::size_t cut = 0; cut < whole.size(); cut++) {
-    SCOPED_TRACE(cut);
-    crypt_stream s(whole.substr(0, cut));
-    ASSERT_TRUE(s.turn_on());
-    ASSERT_TRUE(s.stream->skiprecord(true));
-    std::uint32_t value;
-    EXPECT_FALSE(s.stream->get_u32(value));
-  }
-  std::string wrong = whole;
+  const std::string payload = payload_of(300);
+  const std::string plain = record(payload, 64), secret = test_cipher::fragment(payload, true);
+  std::string wrong = secret;
   wrong[7] = static_cast<char>(wrong[7] + 1);
-  crypt_stream s(wrong);
-  ASSERT_TRUE(s.turn_on());
-  ASSERT_TRUE(s.stream->skiprecord(true));
-  std::uint32_t value;
-  EXPECT_FALSE(s.stream->get_u32(value));
+  for (bool encrypted : {false, true}) {
+    const std::string &whole = encrypted ? secret : plain;
+    for (std::size_t cut = 0; cut <= whole.size(); cut++) {
+      SCOPED_TRACE(testing::Message() << cut << " encrypted " << encrypted);
+      crypt_stream s(cut < whole.size() ? whole.substr(0, cut) : encrypted ? wrong : "");
+      ASSERT_TRUE(!encrypted || s.turn_on());
+      std::string got(payload.size(), '\0');
+      EXPECT_FALSE(s.stream->skiprecord(true) && s.stream->get_bytes(got.data(), got.size()));
+    }
+  }
 }
 
 TEST(record_crypt, a_control_header_asks_for_reauthentication) {

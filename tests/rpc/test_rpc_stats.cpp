@@ -75,8 +75,7 @@ TEST_F(rpc_stats_files, checksums) {
 
 TEST_F(rpc_stats_files, a_connection_is_named_by_its_ends) {
   script_server server([](served_connection &, const served_call &) {});
-  int socket = -1;
-  auto client = clnt_tcp_create(server.address, 1, 1, socket, 0, 0);
+  auto client = open_tcp(server);
   ASSERT_TRUE(client);
   ASSERT_TRUE(client->control(CLSET_STATS, const_cast<char *>("mmdb_clnt")));
   EXPECT_EQ(files(), std::vector<std::string>{"mmdb_clnt,pid_" + std::to_string(getpid()) +
@@ -96,19 +95,20 @@ TEST_F(rpc_stats_files, markers) {
     std::string head;
   };
   const std::uint32_t usual = XDRREC_FRAGMAX_DEFAULT;
+  const std::string crc = "WROTE:\tcrc", mmdb = "mmdb_clnt";
   const row rows[] = {
-      {__LINE__, "", "", "mmdb_clnt", true, false, usual, true, "WROTE:\tcrc"},
-      {__LINE__, "nommdb_clnt", "", "mmdb_clnt", false, false, usual, true, ""},
-      {__LINE__, "nommdb", "", "mmdb_clnt", false, false, usual, true, ""},
+      {__LINE__, "", "", mmdb, true, false, usual, true, crc},
+      {__LINE__, "nommdb_clnt", "", mmdb, false, false, usual, true, ""},
+      {__LINE__, "nommdb", "", mmdb, false, false, usual, true, ""},
       {__LINE__, "nommdb", "", "mmdb_serv", false, false, usual, true, ""},
       {__LINE__, "nommdb", "", "mmdb", false, false, usual, true, ""},
-      {__LINE__, "nommdb", "", "mmdb_other", true, false, usual, true, "WROTE:\tcrc"},
-      {__LINE__, "cntonly", "", "mmdb_clnt", true, false, usual, true, "WROTE:\tcnt"},
-      {__LINE__, "noremove", "", "mmdb_clnt", true, false, usual, false, "WROTE:\tcrc"},
-      {__LINE__, "blockingonly", "", "mmdb_clnt", true, true, usual, true, "WROTE:\tcrc"},
-      {__LINE__, "fragmax", " 5000\n", "mmdb_clnt", true, false, 5000, true, "WROTE:\tcrc"},
-      {__LINE__, "fragmax", "0", "mmdb_clnt", true, false, usual, true, "WROTE:\tcrc"},
-      {__LINE__, "fragmax", "many", "mmdb_clnt", true, false, usual, true, "WROTE:\tcrc"},
+      {__LINE__, "nommdb", "", "mmdb_other", true, false, usual, true, crc},
+      {__LINE__, "cntonly", "", mmdb, true, false, usual, true, "WROTE:\tcnt"},
+      {__LINE__, "noremove", "", mmdb, true, false, usual, false, crc},
+      {__LINE__, "blockingonly", "", mmdb, true, true, usual, true, crc},
+      {__LINE__, "fragmax", " 5000\n", mmdb, true, false, 5000, true, crc},
+      {__LINE__, "fragmax", "0", mmdb, true, false, usual, true, crc},
+      {__LINE__, "fragmax", "many", mmdb, true, false, usual, true, crc},
   };
   for (const row &r : rows) {
     SCOPED_TRACE(r.line);
@@ -124,8 +124,8 @@ TEST_F(rpc_stats_files, markers) {
     rpc_stats_stop(stats, stream.get(), true);
     EXPECT_EQ(files().empty(), r.removed || !r.file);
     for (const std::string &name : files()) fs::remove(root_ / "checksums" / name);
-    fs::remove(root_ / "debug" / r.marker);
-    if (r.marker.empty()) fs::create_directories(root_ / "debug");
+    fs::remove_all(root_ / "debug");
+    fs::create_directories(root_ / "debug");
     rpc_dirs_reset();
   }
 }

@@ -16,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "clnt_create.h"
 #include "record_fixture.h"
 
 namespace qvr {
@@ -216,5 +217,17 @@ class script_server {
   std::vector<served_call> calls_;
   std::thread thread_;
 };
+
+// A handle on a connection to such a server; null with the create error set.
+inline std::unique_ptr<CLIENT> open_tcp(const script_server &server, std::uint32_t program = 1,
+                                        std::uint32_t version = 1, unsigned flags = CLNT_QUIET) {
+  int socket = -1;
+  return clnt_tcp_create(server.address, program, version, socket, 0, 0, flags);
+}
+
+// A TCP address on which nobody listens.
+inline sockaddr_storage nobody_there() {
+  return script_server([](served_connection &, const served_call &) {}).address;
+}
 
 }  // namespace qvr
