@@ -85,43 +85,50 @@ TEST(identity, groups) {
 
 TEST(identity, record) {
   made_up_user user;
-  kstr_set_thread_token("tok");
-  attrlist parameters;
+  attrlist parameters, ldap, tickets;
   attrlist_set(parameters, "auth mmdb preferred version", "6");
-  auth_identity id = build_kstrauth_parms("qvrmmdbd", "vault", parameters, 3, false, &user);
-  EXPECT_EQ(id.user, "ann");
-  EXPECT_EQ(id.machname, "vault");
-  EXPECT_EQ(id.domaintype, "nis");
-  EXPECT_EQ(id.domain, "nisdom");
+  attrlist_set(ldap, "principal authority", "corp");
+  attrlist_set(tickets, "session ticket", "t");
+  auto build = [&](const char *service, const char *server, bool flag) {
+    return build_kstrauth_parms(service, server, parameters, 3, flag, &user);
+  };
+  auto attribute = [](const auth_identity &id, const char *name) {
+    const std::string *value = attrlist_first(id.attributes, name);
+    return value != nullptr ? *value : "-";
+  };
+  kstr_set_thread_token("tok");
+  auth_identity id = build("qvrmmdbd", "vault", false);
+  EXPECT_EQ(id.user + "," + id.machname + "," + id.domaintype + "," + id.domain,
+            "ann,vault,nis,nisdom");
   EXPECT_EQ(id.time, id.exptime);
   EXPECT_FALSE(id.canonclient);
-  EXPECT_EQ(*attrlist_first(id.attributes, "auth security token"), "tok");
-  EXPECT_EQ(*attrlist_first(id.attributes, "hostname"), "vault");
-  EXPECT_EQ(*attrlist_first(id.attributes, "auth mmdb preferred version"), "6");
-  EXPECT_EQ(attrlist_find(id.attributes, "LocalOS_Admin"), nullptr);
+  EXPECT_EQ(attribute(id, "auth security token"), "tok");
+  EXPECT_EQ(attribute(id, "hostname"), "vault");
+  EXPECT_EQ(attribute(id, "auth mmdb preferred version"), "6");
+  EXPECT_EQ(attribute(id, "LocalOS_Admin"), "-");
 
   user.uid = 0;
-  attrlist ldap;
-  attrlist_set(ldap, "principal authority", "corp");
   kstr_set_thread_ldap(ldap);
-  attrlist tickets;
-  attrlist_set(tickets, "session ticket", "t");
   kstr_set_session_tickets(tickets);
-  id = build_kstrauth_parms("qvrmmdbd", "vault", {}, 3, false, &user);
-  EXPECT_EQ(id.user, "nobody");
-  EXPECT_EQ(id.domaintype, "ldap");
-  EXPECT_EQ(id.domain, "corp");
-  EXPECT_EQ(*attrlist_first(id.attributes, "LocalOS_Admin"), "Yes");
-  EXPECT_EQ(*attrlist_first(id.attributes, "session ticket"), "t");
-  EXPECT_EQ(attrlist_find(id.attributes, "auth security token"), nullptr);
-  id = build_kstrauth_parms("qvrjobd", "vault", {}, 3, true, &user);
-  EXPECT_EQ(*attrlist_first(id.attributes, "LocalOS_Admin"), "No");
-  EXPECT_EQ(attrlist_find(id.attributes, "session ticket"), nullptr);
-  id = build_kstrauth_parms("qvrjobd", "", {}, 3, false, &user);
-  EXPECT_NE(attrlist_find(id.attributes, "session ticket"), nullptr);
+  struct row {
+    int line;
+    const char *service, *server;
+    bool flag;
+    const char *admin, *ticket;
+  };
+  const row rows[] = {{__LINE__, "qvrmmdbd", "vault", false, "Yes", "t"},
+                      {__LINE__, "qvrjobd", "vault", true, "No", "-"},
+                      {__LINE__, "qvrjobd", "", false, "Yes", "t"}};
+  for (const row &r : rows) {
+    SCOPED_TRACE(r.line);
+    id = build(r.service, r.server, r.flag);
+    EXPECT_EQ(id.user + "," + id.domaintype + "," + id.domain, "nobody,ldap,corp");
+    EXPECT_EQ(attribute(id, "LocalOS_Admin"), r.admin);
+    EXPECT_EQ(attribute(id, "session ticket"), r.ticket);
+    EXPECT_EQ(attribute(id, "auth security token"), "-");
+  }
   kstr_set_thread_user("bob");
-  id = build_kstrauth_parms("qvrd", "vault", {}, 3, false, &user);
-  EXPECT_EQ(id.user, "bob");
+  EXPECT_EQ(build("qvrd", "vault", false).user, "bob");
   kstr_thread() = {};
   kstr_set_session_tickets({});
 }
