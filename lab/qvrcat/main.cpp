@@ -1,6 +1,7 @@
 // qvrcat: lists the save sets of a catalogue on storage, a line each.
 #include <getopt.h>
 
+#include <algorithm>
 #include <charconv>
 #include <clocale>
 #include <cstdio>
@@ -9,7 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "debug_words.h"
 #include "mif_env.h"
+#include "progname.h"
 #include "queries.h"
 #include "session.h"
 #include "storage_session.h"
@@ -20,11 +23,12 @@ using namespace qvr;
 
 constexpr char USAGE[] =
     "usage: qvrcat ROOT -d DEVICE_PATH [-c CLIENT] [-a APPID] [-u SUBSPACE] [-N NAME] [-f FROM] "
-    "[-t TO] [-n COUNT] [-T TIME[,TIME...]] [-U]\n";
+    "[-t TO] [-n COUNT] [-T TIME[,TIME...]] [-U] [-D LEVEL]\n";
 
 struct arguments_t {
   std::string root, device, client, subspace, name;
-  std::int64_t appid = 0, from = 0, to = std::numeric_limits<std::int64_t>::max(), count = 0;
+  std::int64_t appid = 0, debug = 0, from = 0, to = std::numeric_limits<std::int64_t>::max(),
+               count = 0;
   std::vector<std::int64_t> times;
   bool uncommitted = false;
 };
@@ -46,7 +50,7 @@ bool read_times(std::string_view text, std::vector<std::int64_t> &times) {
 }
 
 bool read_arguments(int argc, char **argv, arguments_t &args) {
-  for (int option; (option = getopt(argc, argv, "d:c:a:u:N:f:t:n:T:U")) != -1;) {
+  for (int option; (option = getopt(argc, argv, "d:c:a:u:N:f:t:n:T:UD:")) != -1;) {
     bool good = true;
     switch (option) {
       case 'd':
@@ -78,6 +82,9 @@ bool read_arguments(int argc, char **argv, arguments_t &args) {
         break;
       case 'U':
         args.uncommitted = true;
+        break;
+      case 'D':
+        good = read_number(optarg, args.debug);
         break;
       default:
         return false;
@@ -128,6 +135,7 @@ void print(const ss_t &ss) {
 
 int main(int argc, char **argv) {
   std::setlocale(LC_ALL, "");
+  ks_set_progname("qvrcat");
   arguments_t args;
   if (!read_arguments(argc, argv, args)) {
     std::fputs(USAGE, stderr);
@@ -135,12 +143,15 @@ int main(int argc, char **argv) {
   }
   if (args.client.empty()) args.client = mif_env().local_host();
   storage_register(storage_directory_library(args.root));
+  debug_set_level(static_cast<int>(std::min<std::int64_t>(args.debug, 13)));
   idx_set_appid(args.appid);
   mif_use_storage(true, session_attrs(args));
   ss_list list;
   if (mif_connect() == MIF_CONNECTED) list = ask(args);
   if (const errobj_t *error = mif_last_error()) {
-    err_print(error);
+    std::string text = error->text;
+    while (text.ends_with('\n')) text.pop_back();
+    std::fprintf(stderr, "qvrcat: %s\n", text.c_str());
     return 2;
   }
   for (const ss_t *ss : list.rows) print(*ss);

@@ -29,7 +29,8 @@ words macro_words(const std::string &text, const std::string &macro) {
 }
 
 TEST(pages, lint_finds_nothing) {
-  for (const char *name : {"reelscan.8", "reelscan-query.7", "reelscan-messages.7", "qvrlabd.8"}) {
+  for (const char *name :
+       {"reelscan.8", "reelscan-query.7", "reelscan-messages.7", "qvrlabd.8", "qvrcat.8"}) {
     command_result lint =
         run_command({"mandoc", "-T", "lint", BUILD_DIRECTORY "/man/" + std::string(name)});
     for (const std::string &line : lines_of(lint.out + lint.err)) {
