@@ -20,6 +20,7 @@ const char *const LAB_FAULT_HELP =
     "  cut=N              close after N bytes of replies over all such connections; a further\n"
     "                     strike closes the next connection after as many bytes of its own\n"
     "  reset              closes become resets\n"
+    "  spoil=N:MASK       byte N of the replies over all such connections, by these bits\n"
     "  trickle=MS         one byte a segment, MS milliseconds between them\n"
     "How, on calls:\n"
     "  delay=MS           answer late; random-delay=MS by up to that\n"
@@ -127,6 +128,17 @@ bool add_flip(lab_fault &fault, std::string_view text) {
   return true;
 }
 
+bool set_spoil(lab_fault &fault, std::string_view text) {
+  std::size_t colon = text.find(':');
+  std::int64_t at;
+  std::uint32_t mask;
+  if (colon == std::string_view::npos || !number(text.substr(0, colon), at) || at < 0 ||
+      !word(text.substr(colon + 1), mask) || mask > UINT8_MAX)
+    return false;
+  fault.spoil = {static_cast<std::uint64_t>(at), static_cast<std::uint8_t>(mask)};
+  return true;
+}
+
 bool set_error(lab_fault &fault, std::string_view text) {
   std::size_t colon = text.find(':');
   std::uint32_t code;
@@ -157,6 +169,7 @@ constexpr key_row_t KEYS[] = {
     {"close", set_bytes<&lab_fault::close_after>},
     {"cut", set_bytes<&lab_fault::cut_after>},
     {"reset", set_flag<&lab_fault::reset>},
+    {"spoil", set_spoil},
     {"trickle", set_word<&lab_fault::trickle_ms>},
     {"delay", set_word<&lab_fault::delay_ms>},
     {"random-delay", set_word<&lab_fault::random_delay_ms>},

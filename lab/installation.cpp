@@ -341,6 +341,10 @@ void lab_installation::clear_events() {
   daemons_->lab.log.clear();
 }
 
+std::uint64_t lab_installation::bytes_sent() const {
+  return daemons_->lab.bytes_sent;
+}
+
 void lab_installation::set_faults(std::vector<lab_fault> faults) {
   daemons_->lab.faults.set(std::move(faults));
 }

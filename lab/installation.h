@@ -40,6 +40,8 @@ class lab_installation {
   // What happened so far (with keep_log), and a new beginning.
   std::vector<lab_event> events() const;
   void clear_events();
+  // Bytes of all replies over TCP so far.
+  std::uint64_t bytes_sent() const;
   // New rules in place of all; their counters start anew.
   void set_faults(std::vector<lab_fault> faults);
 

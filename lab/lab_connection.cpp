@@ -224,6 +224,11 @@ bool lab_connection::send_wrapped(const lab_reply &reply, const lab_fault &fault
   return send_bytes(std::move(out), fault.trickle_ms);
 }
 
+void lab_connection::count_sent(ssize_t put) {
+  sent_ += static_cast<std::uint64_t>(put);
+  lab_.bytes_sent += static_cast<std::uint64_t>(put);
+}
+
 bool lab_connection::send_plain(const lab_reply &reply) {
   std::string mark = mark_of(static_cast<std::uint32_t>(reply.size()) | LAST_FRAGMENT);
   std::vector<iovec> parts;
@@ -238,7 +243,7 @@ bool lab_connection::send_plain(const lab_reply &reply) {
     ssize_t put = sendmsg(socket_.fd(), &message, MSG_NOSIGNAL | more);
     if (put < 0 && errno == EINTR) continue;
     if (put < 0) return false;
-    sent_ += static_cast<std::uint64_t>(put);
+    count_sent(put);
     auto left = static_cast<std::size_t>(put);
     while (at < parts.size() && left >= parts[at].iov_len) left -= parts[at++].iov_len;
     if (left > 0) {
@@ -251,6 +256,7 @@ bool lab_connection::send_plain(const lab_reply &reply) {
 
 bool lab_connection::send_bytes(std::string bytes, std::optional<unsigned> trickle_ms) {
   bool hard = false;
+  lab_.faults.spoil(place_, bytes);
   std::uint64_t allowed = lab_.faults.allowed(place_, sent_, bytes.size(), hard);
   bool whole = allowed >= bytes.size();
   bytes.resize(std::min<std::size_t>(bytes.size(), allowed));
@@ -259,7 +265,7 @@ bool lab_connection::send_bytes(std::string bytes, std::optional<unsigned> trick
     ssize_t put = send(socket_.fd(), bytes.data() + at, size, MSG_NOSIGNAL);
     if (put < 0 && errno == EINTR) continue;
     if (put < 0) return false;
-    sent_ += static_cast<std::uint64_t>(put);
+    count_sent(put);
     at += static_cast<std::size_t>(put);
     if (trickle_ms && *trickle_ms != 0 && at < bytes.size() && !lab_.pause(*trickle_ms))
       return false;

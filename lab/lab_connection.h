@@ -33,6 +33,7 @@ class lab_connection {
   bool fill();
   bool append_fragment(std::size_t size);
   bool send_reply(const lab_reply &reply, const lab_fault &fault);
+  void count_sent(ssize_t put);
   bool send_plain(const lab_reply &reply);
   bool send_wrapped(const lab_reply &reply, const lab_fault &fault);
   bool send_bytes(std::string bytes, std::optional<unsigned> trickle_ms);

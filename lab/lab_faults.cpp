@@ -51,7 +51,7 @@ void merge_call(lab_fault &to, const lab_fault &from) {
 
 // True for a rule whose strike is a call, not a connection or a count of bytes.
 bool strikes_calls(const lab_fault &fault) {
-  return !fault.refuse && !fault.close_after && !fault.cut_after;
+  return !fault.refuse && !fault.close_after && !fault.cut_after && !fault.spoil;
 }
 
 }  // namespace
@@ -126,10 +126,23 @@ std::uint64_t lab_faults::allowed(const fault_connection &connection, std::uint6
   return least;
 }
 
+void lab_faults::spoil(const fault_connection &connection, std::string &bytes) {
+  std::lock_guard lock(mutex_);
+  for (rule_t &rule : rules_) {
+    if (!rule.fault.spoil || !matches(rule, connection)) continue;
+    auto [place, mask] = *rule.fault.spoil;
+    if (place >= rule.bytes && place - rule.bytes < bytes.size()) {
+      char &byte = bytes[place - rule.bytes];
+      byte = static_cast<char>(byte ^ mask);
+    }
+    rule.bytes += bytes.size();
+  }
+}
+
 bool lab_faults::unbounded() const {
   std::lock_guard lock(mutex_);
   return std::none_of(rules_.begin(), rules_.end(), [](const rule_t &rule) {
-    return rule.fault.close_after || rule.fault.cut_after;
+    return rule.fault.close_after || rule.fault.cut_after || rule.fault.spoil;
   });
 }
 

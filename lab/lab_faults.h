@@ -27,6 +27,8 @@ struct lab_fault {
   std::optional<std::uint64_t> close_after;  // bytes of replies on the connection
   std::optional<std::uint64_t> cut_after;    // bytes of replies on all matching connections
   std::optional<unsigned> trickle_ms;        // one byte a segment, this pause between
+  // Which byte of replies over all matching connections is changed, and the bits that change.
+  std::optional<std::pair<std::uint64_t, std::uint8_t>> spoil;
 
   // Of calls.
   unsigned delay_ms = 0;
@@ -85,7 +87,9 @@ class lab_faults {
   // than `size` means that the connection is closed behind them (`reset` then says how).
   std::uint64_t allowed(const fault_connection &connection, std::uint64_t sent, std::uint64_t size,
                         bool &reset);
-  // True when no rule bounds the bytes of replies.
+  // Changes what rules want changed in the bytes that go out on a connection.
+  void spoil(const fault_connection &connection, std::string &bytes);
+  // True when no rule looks at the bytes of replies.
   bool unbounded() const;
 
  private:
@@ -93,7 +97,7 @@ class lab_faults {
     lab_fault fault;
     unsigned calls = 0;
     unsigned strikes = 0;
-    std::uint64_t bytes = 0;                 // counted for cut_after
+    std::uint64_t bytes = 0;                 // counted for cut_after and spoil
     std::optional<std::uint64_t> struck_at;  // bytes that the first cut connection had sent
   };
   static bool matches(const rule_t &rule, const fault_connection &connection);

@@ -34,6 +34,7 @@ const char *const HELP_TEXT =
     "  --log FILE                      write each connection and call to FILE, as JSON lines\n"
     "  --ready-fd N                    write the line \"ready ...\" there, not to standard output\n"
     "  --more 1|2                      how pages of save sets go on (default 2)\n"
+    "  --page N                        save sets of a page at most\n"
     "  --login USER:PASSWORD           a user who may log in with a password\n"
     "  --auth-methods VALUE            a value of \"auth methods\", as ADDRESS/BITS,METHODS; may "
     "be\n"
@@ -63,6 +64,7 @@ enum option_key {
   LOG,
   READY_FD,
   MORE,
+  PAGE,
   LOGIN,
   AUTH_METHODS,
   ENCRYPTED,
@@ -88,6 +90,7 @@ constexpr option OPTIONS[] = {
     {"log", required_argument, nullptr, LOG},
     {"ready-fd", required_argument, nullptr, READY_FD},
     {"more", required_argument, nullptr, MORE},
+    {"page", required_argument, nullptr, PAGE},
     {"login", required_argument, nullptr, LOGIN},
     {"auth-methods", required_argument, nullptr, AUTH_METHODS},
     {"encrypted", no_argument, nullptr, ENCRYPTED},
@@ -163,6 +166,9 @@ bool take_option(int key, const char *text, lab_options &options, std::string &w
       break;
     case MORE:
       good = number<int>(text, 1, 2, options.more);
+      break;
+    case PAGE:
+      good = number<std::int64_t>(text, 1, 8192, options.page);
       break;
     case LOGIN:
       good = add_login(text, options);

@@ -35,6 +35,7 @@ struct lab_state {
   std::vector<pmap_row> pmap;
 
   std::atomic<std::uint64_t> connections{0};
+  std::atomic<std::uint64_t> bytes_sent{0};  // of replies over TCP
 
   // Sleeps, but not longer than the lab runs. False when it is to end.
   bool pause(unsigned milliseconds) {

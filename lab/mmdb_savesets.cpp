@@ -80,6 +80,7 @@ std::vector<const ss_row *> make_page(const lab_exchange &call, const range_requ
                                       std::int32_t &more) {
   std::int64_t limit = request.range.count;
   if (limit <= 0 || limit > PAGE_MAX) limit = PAGE_MAX;
+  if (call.lab.options.page != 0) limit = std::min(limit, call.lab.options.page);
   ss_selection selection(call.lab.catalogue, request.client, request.name, request.level,
                          request.attrs, request.filter);
   std::vector<const ss_row *> page;

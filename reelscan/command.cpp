@@ -309,7 +309,7 @@ std::string start_client_library() {
 }
 
 void build_texts() {
-  install_out_of_memory();
+  translate_out_of_memory();
   field_catalogue();
   linear_catalogue();
 }

@@ -1,8 +1,10 @@
 #include <clocale>
 
 #include "command.h"
+#include "out_of_memory.h"
 
 int main(int argc, char **argv) {
+  qvr::install_out_of_memory();
   std::setlocale(LC_ALL, "");
   qvr::keep_standard_descriptors();
   return qvr::finish_output(qvr::run_command(argc, argv));

@@ -2,9 +2,11 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <new>
+#include <string>
 
 #include "msg.h"
 
@@ -12,7 +14,8 @@ namespace qvr {
 
 namespace {
 
-std::array<char, 512> kept_text;  // written once, before any thread is started
+// Written before any thread is started.
+std::array<char, 512> kept_text = {"Out of Memory\n"};
 
 [[noreturn]] void out_of_memory() {
   // Nothing here may ask for memory. A failed write has nobody left to be told to.
@@ -23,9 +26,14 @@ std::array<char, 512> kept_text;  // written once, before any thread is started
 }  // namespace
 
 void install_out_of_memory() {
-  std::strncpy(kept_text.data(), catalog_text(6129, "Out of Memory"), kept_text.size() - 2);
-  std::strcat(kept_text.data(), "\n");
   std::set_new_handler(out_of_memory);
+}
+
+void translate_out_of_memory() {
+  std::string text = catalog_text(6129, "Out of Memory");
+  text.resize(std::min(text.size(), kept_text.size() - 2));
+  text += '\n';
+  std::memcpy(kept_text.data(), text.c_str(), text.size() + 1);
 }
 
 }  // namespace qvr
