@@ -1,6 +1,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 
 #include "ks_wrappers.h"
@@ -15,6 +16,8 @@ template <class Allocate>
 void *until_it_works(Allocate allocate) {
   while (true) {
     if (void *memory = allocate()) return memory;
+    // A program that has an answer of its own to memory that cannot be had gives it.
+    if (std::new_handler answer = std::get_new_handler()) answer();
     ks_sleep_ms(1000);
   }
 }

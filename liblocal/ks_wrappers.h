@@ -13,9 +13,9 @@
 
 namespace qvr {
 
-// Memory. Never null: an allocation that fails is repeated once a second until it works, and a size
-// of 0 counts as 1. Released with ks_free. Lengths that come from a peer or a file never reach
-// these.
+// Memory. Never null: an allocation that fails goes to the program's new handler, where it has one,
+// and is repeated once a second until it works; a size of 0 counts as 1. Released with ks_free.
+// Lengths that come from a peer or a file never reach these.
 void *ks_malloc(std::size_t size);
 void *ks_calloc(std::size_t count, std::size_t size);
 char *ks_strdup(const char *text);

@@ -13,7 +13,8 @@ std::string messages_of(const std::string &err) {
   std::istringstream lines(err);
   std::string messages;
   for (std::string line; std::getline(lines, line);) {
-    if (line.find("reelscan-D") == line.npos) messages += line + '\n';
+    if (line.find("reelscan-D") == line.npos && !line.starts_with("hostile:"))
+      messages += line + '\n';
   }
   return messages;
 }
@@ -158,6 +159,9 @@ verdict_t site_t::judge(const strike_t &strike, const command_result &result,
     return verdict_t::violation;
   }
   if (strike.may_die && (result.status == 128 + strike.signal || result.status == 128 + SIGPIPE))
+    return verdict_t::killed;
+  bool library = result.err.find("hostile: the C library") != std::string::npos;
+  if (library && (result.status == 128 + SIGSEGV || result.status == 128 + SIGABRT))
     return verdict_t::killed;
   // The loader has a status of its own for what it cannot load.
   bool loader = result.status == 127;
