@@ -150,7 +150,7 @@ TEST_F(summary_figures, are_those_of_the_catalogue) {
       std::time_t start = today - i * 86400;
       std::tm utc{};
       gmtime_r(&start, &utc);
-      char label[16];
+      char label[40];
       std::snprintf(label, sizeof label, "%2d/%2.2d/%2.2d", utc.tm_mon + 1, utc.tm_mday,
                     utc.tm_year % 100);
       std::string of_day = "savetime>=" + day(i);
