@@ -24,9 +24,10 @@ class id_text {
       : size_(
             static_cast<std::size_t>(std::to_chars(text_, text_ + sizeof text_, id).ptr - text_)) {}
 
-  // The text in front of the ":" may look like an id; only what stands behind it is one.
+  // The text in front of the ":" counts as an id too.
   bool named_by(const split_t &value) const {
     std::string_view id(text_, size_), ids = value.ids;
+    if (value.text == id) return true;
     while (!ids.empty()) {
       std::size_t blank = ids.find_first_of(" \t\n");
       if (ids.substr(0, blank) == id) return true;
