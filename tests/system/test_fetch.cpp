@@ -8,9 +8,17 @@
 namespace qvr::test {
 namespace {
 
-const std::vector<std::string> REPORTS = {"-a", "-a -o t -r volume,ssid,name",
-                                          "-a -r savesets,volume", "-a -S",
-                                          "-a -xc; -r ssid,mediafile,volume"};
+// Both fetches and the summary, with tests that ask the server's resources from the workers.
+const std::vector<std::string> REPORTS = {
+    "-a",
+    "-a -o t -r volume,ssid,name",
+    "-a -r savesets,volume",
+    "-a -S",
+    "-a -xc; -r ssid,mediafile,volume",
+    "-a -q client=ares,pool=Default -o n -r volume,ssid,policy",
+    "-q workflow=Nightly,pool=Default -r volume,ssid",
+    "-X -a -q savetime<1/1/2026",
+    "-X -q client=ares,pool=Default,savetime<1/1/2026"};
 const std::vector<std::string> SAMPLE = {"--sample", "7:3:12", "--now", "1767225600"};
 
 std::string make_directory() {
