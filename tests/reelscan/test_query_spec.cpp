@@ -310,35 +310,3 @@ TEST_F(query_spec, shortcuts) {
   EXPECT_STREQ(parse_query_shortcut('N', std::string(1025, 'x'), list, marked),
                "value of `name' is too long");
 }
-
-TEST_F(query_spec, fields_of_history) {
-  static constexpr struct {
-    int line;
-    bool history;
-    const char *query;
-    const char *column;
-    const char *printed;
-  } rows[] = {
-      {__LINE__, true, "savetime>=yesterday,user=x", "changes", ""},
-      {__LINE__, true, "client=x,name=y", "level",
-       "198535:reelscan: Field 'name' is not valid in history query (in combination with -h).\n"
-       "198535:reelscan: Field 'client' is not valid in history query (in combination with -h).\n"
-       "198537:reelscan: Field 'level' is not valid in history report (in combination with -h).\n"},
-      {__LINE__, false, "client=x,endtime<now", "ssid", ""},
-      {__LINE__, false, "user=x", "changes",
-       "198534:reelscan: Field 'user' is only valid in history query (in combination with -h).\n"
-       "198536:reelscan: Field 'changes' is only valid in history report (in combination with "
-       "-h).\n"},
-  };
-  for (const auto &row : rows) {
-    SCOPED_TRACE(row.line);
-    query_constraints_t list;
-    ASSERT_EQ(parse_query_spec(row.query, list, marked), nullptr);
-    report_columns_t columns(1);
-    columns[0].rc_mr = rptdata_find(field_catalogue(), row.column);
-    testing::internal::CaptureStderr();
-    bool good = validate_fields(row.history, list, columns);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), row.printed);
-    EXPECT_EQ(good, row.printed[0] == '\0');
-  }
-}

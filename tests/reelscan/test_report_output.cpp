@@ -68,34 +68,6 @@ class report_bytes : public ::testing::Test {
   ss_t *ss_, *bare_;
 };
 
-TEST_F(report_bytes, a_table) {
-  EXPECT_EQ(bytes({}, "volume, client, savetime, sumsize, space(2), level(6), space(2), name",
-                  [this](row_sink &out) {
-                    out.header();
-                    out.row(first_, ss_, nullptr, nullptr, true);
-                    out.row(second_, ss_, nullptr, nullptr, true);
-                    out.row(second_, bare_, nullptr, nullptr, true);  // nothing there
-                    out.row(nullptr, bare_, nullptr, nullptr, false);
-                  }),
-            " volume        client       date      size   level  name\n"
-            "TAPE.001       mars        03/07/24 9766 KB      3  /home\n"
-            "TAPE.002       mars        03/07/24 2291 KB      3  /home\n"
-            "               venus          undef   0 KB    full  /var\n");
-}
-
-TEST_F(report_bytes, an_export) {
-  settings_t settings;
-  settings.export_kind = EXPORT_DELIMITED;
-  settings.export_spec = "|";
-  EXPECT_EQ(bytes(settings, "volume, space, savetime(24), totalsize(9), %used",
-                  [this](row_sink &out) {
-                    out.header();
-                    out.row(first_, ss_, nullptr, nullptr, false);
-                  }),
-            "volume|date-time|total|percent-used\n"
-            "TAPE.001|03/07/24 14:30:45|12 MB|0%\n");
-}
-
 constexpr char listing[] =
     "ssid=41 savetime=03/07/24 14:30:45 (1709821845) mars:/home\n"
     "  level=3      sflags=vrF      size=12345678     files=17         insert=03/07/24\n"
@@ -150,25 +122,6 @@ TEST_F(report_bytes, the_first_save_set_decides_the_lines) {
     out.save_set(*bare_, nullptr);
   });
   EXPECT_EQ(text.substr(text.size() - lines.size() - continued.size()), lines + continued);
-}
-
-TEST_F(report_bytes, the_long_listing_as_an_export) {
-  ss_->attrs = make_.attrs({{"group", {std::string(100, 'x'), "a b"}}, {"zone", {"q"}}});
-  std::string text = bytes(linear(EXPORT_DELIMITED, ";"), "",
-                           [this](row_sink &out) { out.save_set(*ss_, nullptr); });
-  const std::string client = ksui_text(ss_->clientid, ksui_form::long_form);
-  EXPECT_EQ(text,
-            "ssid;savetime1;savetime2;ss-host;ss-name;level;sflags;size;files;insert;create;"
-            "complete;browse;retent;client-id;attributes;clone-number;clone-id;time;clone-retent;"
-            "flags;frag-offset;vol-id;type;file;rec;rn;last;continued-from\n"
-            "41;03/07/24 14:30:45;1709821845;mars;/home;3;vrF;12345678;17;03/07/24;03/07/24;"
-            "03/07/24;03/08/24 14:30:45;forever;" +
-                client + ";group: " + std::string(100, 'x') +
-                ", a b;                         zone: q;;;;;;;;;;;;;;\n"
-                ";;;;;;;;;;;;;;;;1;1709821845;03/07/24 14:30:45;forever;s;;;;;;;;\n"
-                ";;;;;;;;;;;;;;;;;;;;;0;1;;2;3;0;undef;\n"
-                ";;;;;;;;;;;;;;;;;;;;;10000000;2;;1;0;0;undef;\n"
-                ";;;;;;;;;;;;;;;;2;1709821846;03/07/24 14:30:46;forever;;;;;;;;;\n");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "field_catalogue.h"
 #include "report_spec.h"
 
 using namespace qvr;
@@ -71,4 +72,14 @@ TEST(report_spec, several_texts_add_up) {
   EXPECT_EQ(parse_report_spec("ssid(11)", columns), nullptr);
   EXPECT_NE(parse_report_spec("client,bogus", columns), nullptr);
   EXPECT_EQ(dump(columns), "ssid:11 client:11");
+}
+
+TEST(field_catalogue, words_are_found_whole_and_in_any_case) {
+  field_table table = field_catalogue();
+  EXPECT_EQ(rptdata_find(table, "SSID"), rptdata_find(table, "SsId  "));
+  ASSERT_NE(rptdata_find(table, "ssid"), nullptr);
+  EXPECT_EQ(rptdata_find(table, "ss"), nullptr);
+  EXPECT_EQ(rptdata_find(table, ""), nullptr);
+  EXPECT_EQ(rptdata_find(table, " "), nullptr);
+  EXPECT_EQ(rptdata_find(table, "savetime") + 1, rptdata_find(table, "nsavetime"));
 }

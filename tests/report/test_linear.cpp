@@ -69,14 +69,6 @@ TEST(linear, the_first_row_decides_the_columns) {
   EXPECT_FALSE(rpt_lock_width(run.report));
 }
 
-TEST(linear, a_word_outside_the_table_is_text) {
-  linear_run_t run;
-  rpt_add_value(run.report, "unknown", "x");
-  rpt_add_value(run.report, "ssid", std::string_view{});
-  rpt_add_value(run.report, "client", "");
-  EXPECT_EQ(run.row(), "x \n");
-}
-
 TEST(linear, rows_that_are_not_found_still_lock_and_clear) {
   linear_run_t run(RPT_FORM_DELIMITED, ",");
   rpt_add_value(run.report, "ssid", "1");
@@ -87,21 +79,6 @@ TEST(linear, rows_that_are_not_found_still_lock_and_clear) {
   rpt_add_value(run.report, "ssid", " 2 ");
   EXPECT_EQ(run.row(), "2,,\n");
   EXPECT_EQ(run.row(), "");
-}
-
-TEST(linear, exports) {
-  linear_run_t xml(RPT_FORM_XML, "");
-  rpt_add_value(xml.report, "ssid", "1");
-  std::string text = xml.row();
-  EXPECT_EQ(text.substr(text.rfind("]>")),
-            "]>\n\n<reelscan-linear-report>\n<result>\n<ssid>1</ssid>\n</result>\n");
-  xml.writer->rpt_print_trailer();
-  EXPECT_EQ(xml.stream.take(), "</reelscan-linear-report>\n");
-
-  linear_run_t quiet(RPT_FORM_QUIET, "");
-  rpt_add_value(quiet.report, "ssid", "1");
-  rptout_print(quiet.writer->out(), "raw");
-  EXPECT_EQ(quiet.row(), "");
 }
 
 TEST(linear, text_as_messages_is_cut) {

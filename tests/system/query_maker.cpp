@@ -383,9 +383,10 @@ made_query query_maker::make() {
 
 bool made_query::speaks_of_save_sets() const {
   static const std::set<std::string> of_volumes = {
-      "volume",   "pool",    "family",  "type",      "location",  "barcode",  "volid",
-      "capacity", "written", "read",    "next",      "nrec",      "%used",    "mounts",
-      "recycled", "olabel",  "labeled", "volaccess", "volretent", "volflags", "avail"};
+      "volume",    "pool",     "family",   "type",           "location", "barcode",
+      "volid",     "capacity", "written",  "read",           "next",     "nrec",
+      "%used",     "mounts",   "recycled", "olabel",         "labeled",  "volaccess",
+      "volretent", "volflags", "avail",    "totalvmdiskutil"};
   return std::any_of(meaning.constraints.begin(), meaning.constraints.end(),
                      [](const slow_constraint &c) { return of_volumes.count(c.field) == 0; });
 }

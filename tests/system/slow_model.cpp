@@ -564,6 +564,11 @@ bool slow_catalogue::read(const std::string &file, slow_catalogue &catalogue) {
   return good;
 }
 
+bool slow_model::asks(std::string_view field) const {
+  return std::any_of(query_.constraints.begin(), query_.constraints.end(),
+                     [&](const slow_constraint &c) { return c.field == field; });
+}
+
 bool slow_model::fits_volume(const slow_volume &vol) const {
   return std::all_of(query_.constraints.begin(), query_.constraints.end(), [&](const auto &c) {
     return !is_volume_field(c.field) || of_volume_field(c, vol) != verdict::NO;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace qvr::test {
@@ -82,6 +83,7 @@ class slow_model {
                 const slow_fragment &fragment) const;
   // The volume fits and holds a save set that is kept, where the query speaks of save sets.
   verdict keeps(const slow_volume &vol) const;
+  bool asks(std::string_view field) const;
 
  private:
   verdict of_save_set(const slow_save_set &ss, const slow_volume *vol) const;

@@ -40,7 +40,8 @@ TEST_F(command_line, refusals_with_the_usage_text) {
       {__LINE__, "-m -m", one_report},
       {__LINE__, "-S -S", one_report},
       {__LINE__, "-S -L", one_report},
-      {__LINE__, "-l", "-c <clientname> needs to be used before the -l option\n"},
+      {__LINE__, "-LL", one_report},
+      {__LINE__, "-l -c x", "-c <clientname> needs to be used before the -l option\n"},
       {__LINE__, "-o x", "invalid sorting order specifier, choose from `celmnotR'\n"},
       {__LINE__, "-o m -o n", "only one -o allowed\n"},
       {__LINE__, "-s vault -s vault", "only one -s allowed\n"},
@@ -89,9 +90,11 @@ TEST_F(command_line, refusals_with_the_usage_text) {
   expect_usage({"-x", ""}, "no exportspec specified for -x\n");
   expect_usage({"-xp" + std::string(1023, 'a')}, "value of `-x' is too long\n");
   expect_usage({std::string(1025, 'v')}, "invalid volume name `" + std::string(60, 'v') + "'\n");
-  std::vector<std::string> many;
-  for (int i = 0; i < 1001; i++) many.insert(many.end(), {"-q", "incomplete"});
-  expect_usage(many, "Only 1000 -q options can be used.\n");
+  for (const std::string option : {"-A", "-N", "-q"}) {
+    std::vector<std::string> many;
+    for (int i = 0; i < 1001; i++) many.insert(many.end(), {option, "x"});
+    expect_usage(many, "Only 1000 " + option + " options can be used.\n");
+  }
 }
 
 TEST_F(command_line, inventories_stand_alone) {

@@ -17,7 +17,8 @@ constexpr const char *HARD_RECORDS =
     "update volume set volume='Wörter 世界テープ', location='倉庫', volretent=-1 where id=2;"
     "update volume set volretent=2147483647, volhold=2147483647 where id=1;"
     "update volume set volretent=9223372036854775807, volume='a & <b> \"c\"' where id=3;"
-    "update saveset set name='/дом/Ünïcode 😀', savetime=0, ssinsert=0, sscreate=-1 where id=11;"
+    "update saveset set name='/дом/Ünïcode 😀', savetime=0, ssinsert=0, sscreate=-1, "
+    "totalsize=-1, nfiles=0 where id=11;"
     "update saveset set client='höst', savetime=-5, sscomp=9223372036854775807 where id=12;"
     "update saveset set name=cast(x'2f62fffe80c328' as text) where id=13;"
     "update saveset set name='/'||replace(hex(zeroblob(600)),'0','長'), savetime=2147483647,"
@@ -25,8 +26,22 @@ constexpr const char *HARD_RECORDS =
     "insert into saveset_attribute values(14,'*QVR_OLD_FOREVER_TIME',0,'Yes');"
     "insert into saveset_attribute values(12,'note',0,'kühl & trocken <lagern>');";
 
-constexpr const char *REPORTS[] = {"-a",    "-p -a", "-m",    "-v -a",
-                                   "-V -a", "-k -a", "-S -a", "-L -a"};
+constexpr const char *REPORTS[] = {
+    "-a",
+    "-p -a",
+    "-m",
+    "-m -V",
+    "-v -a",
+    "-V -a",
+    "-k -a",
+    "-S -a",
+    "-L -a",
+    "-X -a -q savetime<2/1/2026",
+    "-a -r volume,name,client,ssid",
+    "-a -r ssid,savetime(24),savetime,nsavetime,ssexp,clretent,totalsize,nfiles",
+    "-a -I -r ssid,savetime(24),sscomp(24)",
+    "-q ssattr=*QVR_OLD_FOREVER_TIME -r ssid,savetime(30),savetime,clretent",
+};
 
 std::string shortened(const std::string &document) {
   // The declarations are the same in every document.
