@@ -151,8 +151,8 @@ TEST(per_clone_values, found_by_clone_id) {
     const char *first;  // null: no value
     std::size_t all;
   } rows[] = {
-      {__LINE__, 10, "Gold", 1}, {__LINE__, 11, "Gold", 1},  {__LINE__, 12, "Silver", 1},
-      {__LINE__, 1, "13", 1},    {__LINE__, 13, "13", 1}, {__LINE__, 0, nullptr, 0},
+      {__LINE__, 10, "Gold", 1}, {__LINE__, 11, "Gold", 1}, {__LINE__, 12, "Silver", 1},
+      {__LINE__, 1, "13", 1},    {__LINE__, 13, "13", 1},   {__LINE__, 0, nullptr, 0},
       {__LINE__, 99, "12x", 1},
   };
   for (const auto &row : rows) {
