@@ -13,6 +13,9 @@ namespace {
 
 constexpr int VALUE_MAX = 256 << 20;  // bytes of one text or blob
 
+constexpr int ASK_EVERY = 1 << 16;  // instructions
+constexpr std::int64_t ASKS = 64, BYTES_AN_ASK = 4096;
+
 std::string number_text(int number) {
   return std::to_string(number);
 }
@@ -49,7 +52,8 @@ sqlite3_file *object_of(sqlite3 *file) {
 // 0 when it cannot be told.
 std::int64_t size_of(sqlite3_file *object) {
   sqlite3_int64 size = 0;
-  return object->pMethods->xFileSize(object, &size) == SQLITE_OK ? size : 0;
+  bool told = object != nullptr && object->pMethods->xFileSize(object, &size) == SQLITE_OK;
+  return told ? size : 0;
 }
 
 // SQLite reads what is missing of a file's last page as zeros. The size of a page stands in the
@@ -72,8 +76,7 @@ errobj_t *open_file(const std::string &path, sqlite3 *&file) {
                       status);
   }
   distrust(file);
-  if (sqlite3_file *object = object_of(file);
-      object != nullptr && size_of(object) > RECORD_FILE_MAX)
+  if (size_of(object_of(file)) > RECORD_FILE_MAX)
     return open_error(path, sqlite3_errstr(SQLITE_TOOBIG), SQLITE_TOOBIG);
   return nullptr;
 }
@@ -120,7 +123,14 @@ errobj_t *load_locked(const cat_session &session, memory_database &memory, const
   bhquay_set_data({session.connection.get(), cache});
   bhquay_take_error();  // nothing of an earlier load
   sqlite3 *file = nullptr;
+  storage_budget budget;
   errobj_t *error = open_file(path, file);
+  if (error == nullptr) {
+    const std::int64_t size = size_of(object_of(file));
+    budget.watch(file);
+    budget.allow(size);
+    memory.budget().allow(size);
+  }
   bool opened = error == nullptr;
   for (const char *sql : {"PRAGMA temp_store = 2", "PRAGMA journal_mode = off"})
     if (error == nullptr) error = execute(file, sql);
@@ -151,6 +161,15 @@ int allow(void *, int action, const char *, const char *, const char *, const ch
 
 }  // namespace
 
+void storage_budget::watch(sqlite3 *database) {
+  auto ask = [](void *self) { return --static_cast<storage_budget *>(self)->left_ < 0 ? 1 : 0; };
+  sqlite3_progress_handler(database, ASK_EVERY, ask, this);
+}
+
+void storage_budget::allow(std::int64_t bytes) {
+  left_ = ASKS + bytes / BYTES_AN_ASK;
+}
+
 errobj_t *memory_database::open() {
   database_.reset();
   sqlite3 *opened = nullptr;
@@ -163,6 +182,7 @@ errobj_t *memory_database::open() {
                       {{MSG_ARG_ERRTEXT, sqlite3_errstr(status)}});
   distrust(opened);
   sqlite3_set_authorizer(opened, allow, nullptr);
+  budget_.watch(opened);
   return nullptr;
 }
 

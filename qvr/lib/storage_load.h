@@ -16,15 +16,34 @@ namespace qvr {
 // A record file that claims more than this is refused before memory is taken for it.
 inline constexpr std::int64_t RECORD_FILE_MAX = std::int64_t{1} << 30;
 
+// What statements on a file's content may cost: a file whose pages go in circles has rows without
+// end. Counted in instructions of SQLite's machine.
+class storage_budget {
+ public:
+  // Watches `database` as long as both live.
+  void watch(sqlite3 *database);
+  // A new budget, for a file of so many bytes.
+  void allow(std::int64_t bytes);
+
+ private:
+  std::int64_t left_ = 0;
+};
+
 // The memory database that one record after the other is loaded into. What it holds comes from
 // files of others: it runs no function, view, trigger or virtual table of theirs.
 class memory_database {
  public:
+  memory_database() = default;
+  memory_database(const memory_database &) = delete;
+  memory_database &operator=(const memory_database &) = delete;
+
   // Opens it empty, afresh if it is open. Message 106798.
   errobj_t *open();
   sqlite3 *get() const { return database_.get(); }
+  storage_budget &budget() { return budget_; }
 
  private:
+  storage_budget budget_;
   struct closer {
     void operator()(sqlite3 *database) const { sqlite3_close_v2(database); }
   };

@@ -430,6 +430,35 @@ TEST_F(storage_catalogue_test, tier_filters_and_save_files) {
   }
 }
 
+// The table of save sets as eight storeys of pages, each of which has the next one below it many
+// times: more rows than can ever be read (SQLite database file format, 1.6).
+std::string endless(std::string file) {
+  constexpr unsigned PAGE = 512, ROOT = 3, CELLS = 60, STOREYS = 8;
+  auto word = [](std::uint32_t value) {
+    return std::string{char(value >> 24), char(value >> 16), char(value >> 8), char(value)};
+  };
+  const std::string leaf = file.substr((ROOT - 1) * PAGE, PAGE);
+  auto pages = static_cast<std::uint32_t>(file.size() / PAGE);
+  for (unsigned storey = 0; storey < STOREYS; storey++) {
+    const std::string below = word(storey == 0 ? pages + 1 : pages + 2);
+    std::string page("\5\0\0\0", 4), cells;
+    page += char(CELLS);
+    page += word((PAGE - 5 * CELLS) << 8).substr(1, 2) + '\0' + below;
+    for (unsigned i = 0; i < CELLS; i++) {
+      page += word((PAGE - 5 * CELLS + 5 * i) << 16).substr(0, 2);
+      cells += below + '\1';
+    }
+    page.resize(PAGE - cells.size());
+    page += cells;
+    if (storey == 0)
+      file.replace((ROOT - 1) * PAGE, PAGE, page);
+    else
+      file += page, pages++;
+  }
+  file += leaf;
+  return file.replace(28, 4, word(pages + 1));
+}
+
 // A record that is none costs only itself and is named. Its neighbours stand.
 TEST_F(storage_catalogue_test, what_is_no_record) {
   const std::string good = record_bytes(200);
@@ -459,6 +488,7 @@ TEST_F(storage_catalogue_test, what_is_no_record) {
        "disk image is malformed (11).\n"},
       {__LINE__, std::string(9000, 'x'), DAMAGED},
       {__LINE__, std::string(good).replace(18, 2, "\2\2"), DAMAGED},  // with a log beside it
+      {__LINE__, endless(record_bytes(200, nullptr, 512)), "lookup operation due to an error 9.\n"},
       {__LINE__, good.substr(0, good.size() - 4096) + std::string(4096, '\0'),
        "lookup operation due to an error 11.\n"},
       {__LINE__, with("DROP TABLE tbl_ss_records"), NO_TABLE},
@@ -656,6 +686,24 @@ TEST_F(storage_catalogue_test, opening) {
     EXPECT_EQ(error->text, row.text);
     EXPECT_EQ(session, nullptr);
   }
+
+  auto refusing = std::make_shared<fake_storage>();
+  refusing->host = "refusing";
+  refusing->start_fault = 15013;
+  storage_register(refusing);
+  attrlist changed = attrs;
+  attrlist_set(changed, "hosts", "refusing");
+  for (int again = 0; again < 2; again++)
+    EXPECT_EQ(clntbh_create_client_handle(changed, session)->text,
+              "Unable to register the Bulk Harbor Quay interface: 15013\n");
+  storage_unregister(refusing.get());
+
+  storage_set_unhide([](std::string_view stored, std::string_view key) {
+    return std::string(stored).append("+").append(key);
+  });
+  open();
+  EXPECT_EQ(storage->connects.back().password, storage_hide("p") + "+qvrhide");
+  storage_set_unhide(nullptr);
 
   debug_set_level(3);
   testing::internal::CaptureStderr();

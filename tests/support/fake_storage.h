@@ -27,6 +27,7 @@ class fake_storage final : public storage_library {
   std::map<std::string, int> tiers;                      // 1 where none is given
   std::vector<std::string> calls;                        // "opendir PATH", "next PATH", "read ...
   std::vector<storage_params> connects;
+  std::int32_t start_fault = 0;  // code of the library's start
 
   void put(const std::string &path, std::string bytes = {}) {
     files[path] = std::move(bytes);
@@ -52,7 +53,7 @@ class fake_storage final : public storage_library {
 
  protected:
   errobj_t *start(const storage_params &, std::uint32_t, std::uint32_t, int) override {
-    return nullptr;
+    return start_fault == 0 ? nullptr : err_create(0, start_fault, "The appliance fails.");
   }
 
  private:
