@@ -1,6 +1,7 @@
 // The forms of output, from columns and values to the bytes on the stream.
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstring>
 #include <string>
 
@@ -221,6 +222,34 @@ TEST(export_spec, unescapes_and_checks) {
   EXPECT_EQ(pieces, (std::vector<std::string>{"a%s", " end%"}));
   EXPECT_EQ(rpt_split_printf("", pieces), 0u);
   EXPECT_TRUE(pieces.empty());
+}
+
+TEST(linear, text_as_messages_is_cut) {
+  captured_stream stream;
+  auto out = rptout_create({}, RPT_FORM_NONE, true, stream.file());
+  rptout_print(*out, std::string(20000, 'x'));
+  rptout_print(*out, {});
+  rptout_end_row(*out);
+  EXPECT_EQ(stream.take().size(), 18431u);
+}
+
+// The first row decides the columns; texts go with their row.
+TEST(linear, columns_and_texts) {
+  rpt_t report = rpt_create(table());
+  EXPECT_EQ(rpt_add_value(report, "name", "12"), 0);
+  EXPECT_EQ(rpt_add_text(report, "--"), 0);
+  EXPECT_EQ(rpt_add_value(report, "name", "345"), 0);   // replaces
+  EXPECT_EQ(rpt_add_value(report, "unknown", "x"), 0);  // a word outside the table is text
+  EXPECT_EQ(rpt_find_column(report, "name")->rc_width, 3);
+  EXPECT_EQ(rpt_find_column(report, "NAME"), nullptr);
+  EXPECT_TRUE(rpt_lock_width(report));
+  EXPECT_FALSE(rpt_lock_width(report));
+  rpt_clear_values(report);
+  ASSERT_EQ(report.columns.size(), 1u);
+  errno = 0;
+  EXPECT_EQ(rpt_add_value(report, "savetime", "1"), -1);
+  EXPECT_EQ(errno, EACCES);
+  EXPECT_EQ(rpt_add_text(report, "end\n"), 0);
 }
 
 }  // namespace
