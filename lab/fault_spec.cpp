@@ -38,7 +38,7 @@ const char *const LAB_FAULT_HELP =
     "  error=CODE[:TEXT]  the procedure's own failure; busy: code 33000\n"
     "  structured         the failure travels as a whole error object\n"
     "  auth=FORM          of credentials: partial (error and credential), none, notarget, badsum,\n"
-    "                     nosum, unnamed, challenge1\n"
+    "                     nosum, unnamed, long (for a call), challenge1\n"
     "  redirect=HOST:PROGRAM:VERSION   of credentials: ask there\n"
     "  verifier=FORM      none, same (tag 0), short (1), lost (2), noexpiry (4), login (3),\n"
     "                     challenge (5), unix (a short AUTH_UNIX credential)\n"
@@ -206,8 +206,8 @@ bool known_form(std::string_view form, std::span<const std::string_view> forms) 
   return form.empty();
 }
 
-constexpr std::string_view AUTH_FORMS[] = {"partial", "none",    "notarget",  "badsum",
-                                           "nosum",   "unnamed", "challenge1"};
+constexpr std::string_view AUTH_FORMS[] = {"partial", "none",    "notarget", "badsum",
+                                           "nosum",   "unnamed", "long",     "challenge1"};
 constexpr std::string_view VERIFIER_FORMS[] = {"none",     "same",  "short",     "lost",
                                                "noexpiry", "login", "challenge", "unix"};
 constexpr std::string_view GSS_FORMS[] = {"nohandle", "major",  "continue", "done",   "notoken",

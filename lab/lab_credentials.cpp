@@ -27,6 +27,8 @@ enum kstr_tag : std::uint32_t {
 constexpr std::size_t CHECKSUM_AT = 12, NAME_AT = 16;
 constexpr std::size_t SEAL_SIZE = 20, SERIAL_SIZE = 8;
 constexpr std::size_t SHORTS_MAX = 65536;
+// Makes a credential longer than the 400 bytes that a call's own has room for (RFC 5531).
+constexpr std::size_t LONG_FILLER = 512;
 
 std::string_view key_of(std::uint32_t application) {
   return application == REELSCAN_APPLICATION ? REELSCAN_PROCESS_KEY : std::string_view();
@@ -106,6 +108,8 @@ std::string lab_credentials::issue(std::string_view host, std::string_view user,
       sealed.put_u64(++issued_);
     }
     sealed.put_bytes(user);
+    // What lies behind a NUL is no part of the name.
+    if (form == "long") sealed.put_bytes(std::string(LONG_FILLER, '\0'));
     blob.put_bytes(seal(sealed.flat()));
     blob.put_bytes(sealed.flat());
   }
@@ -130,7 +134,7 @@ std::string lab_credentials::user_of(std::string_view given) const {
   if (rest.size() < SEAL_SIZE + SERIAL_SIZE) return {};
   std::string sealed = rest.substr(SEAL_SIZE);
   if (seal(sealed) != rest.substr(0, SEAL_SIZE)) return {};
-  return sealed.substr(SERIAL_SIZE);
+  return sealed.substr(SERIAL_SIZE, sealed.find('\0', SERIAL_SIZE) - SERIAL_SIZE);
 }
 
 void lab_credentials::add_login(std::string user, std::string password) {

@@ -17,7 +17,7 @@ constexpr std::size_t signed_max = 2048;
 // long.
 std::string signed_part(const auth_call &call, std::string_view body) {
   xdr_memory_writer out;
-  bool fits = call.header.size() + 12 + body.size() + 3 <= signed_max &&
+  bool fits = call.header.size() + 12 + ((body.size() + 3) & ~std::size_t{3}) <= signed_max &&
               out.put_bytes(call.header.data(), call.header.size()) &&
               out.put_u32(call.procedure) && out.put_u32(RPCSEC_GSS) && out.put_counted(body);
   return fits ? out.take() : std::string();
@@ -46,19 +46,21 @@ auth_gss::~auth_gss() {
 
 bool auth_gss::marshal(XDR &xdr, const auth_call &call) {
   body_.seq = body_.proc == RPCSEC_GSS_CHANNEL ? 0 : call.xid;
+  // On the channel nobody else can speak.
+  bool is_signed = established_ && !channel_on_;
   xdr_memory_writer out;
   std::string whole;
   bool encoded = xdr_put_gss_cred(out, body_);
-  if (encoded) whole = signed_part(call, out.bytes());
-  if (whole.empty() || !xdr.put_u32(RPCSEC_GSS) || !xdr.put_counted(out.bytes())) {
+  if (encoded && is_signed) {
+    whole = signed_part(call, out.bytes());
+    encoded = !whole.empty();
+  }
+  if (!encoded || !xdr.put_u32(RPCSEC_GSS) || !xdr.put_counted(out.bytes())) {
     msg_print(84822, 22012, MSG_STDERR, "Cannot encode RPCSEC_GSS credential\n");
     return false;
   }
   std::string mic;
-  if (established_ && !channel_on_ && gss_get_mic(*context_, body_.seq, whole, mic) != nullptr) {
-    mic.clear();
-    encoded = false;
-  }
+  encoded = !is_signed || gss_get_mic(*context_, body_.seq, whole, mic) == nullptr;
   if (encoded && xdr.put_u32(RPCSEC_GSS) && xdr.put_counted(mic)) return true;
   msg_print(84823, 22001, MSG_STDERR, "Cannot encode RPCSEC_GSS verifier\n");
   return false;

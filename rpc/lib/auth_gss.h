@@ -62,7 +62,7 @@ class auth_gss final : public AUTH {
   };
   bool fail(int why) const;
   bool exchange(round_t &round, bool first);
-  bool send_app_token();
+  bool send_app_token(std::string_view plain);
   bool turn_on();
   bool wants_app_token() const { return cred_ && cred_->has_app_token; }
   static errobj_t *on_lost(void *self);

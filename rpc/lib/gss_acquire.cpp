@@ -20,9 +20,7 @@ constexpr std::int32_t no_key_code = 22007;
 constexpr const char *service_host = "localhost";
 
 gss_user_identity current_user(const gss_target &target) {
-  attrlist parameters;
-  if (!target.auth_index.empty()) attrlist_set(parameters, "auth index", target.auth_index);
-  auth_identity id = build_kstrauth_parms("", target.name, parameters,
+  auth_identity id = build_kstrauth_parms("", target.name, target.attributes,
                                           static_cast<std::uint32_t>(target.application), false);
   gss_user_identity user;
   user.user = std::move(id.user);

@@ -27,7 +27,7 @@ enum gss_ctx_state : int {
 };
 
 // One side of a context. It serves one connection, and one thread at a time; its key is wiped when
-// it goes.
+// it goes, and with it what the ciphers of the thread that lets it go have of it.
 class gss_ctx {
  public:
   gss_ctx() = default;
@@ -40,7 +40,7 @@ class gss_ctx {
   gss_key_ref key_ref() const { return {key_id_, key_.view()}; }
   // What enters the codes of wrapped data.
   std::uint32_t wrap_seq() const { return static_cast<std::uint32_t>(session); }
-  // Wipes the key and takes the context back to its beginning.
+  // Takes the context back to its beginning, without a key.
   void close();
 
   int state = GSS_CTX_NEW;
@@ -76,7 +76,7 @@ struct gss_target {
   std::uint32_t program = 0, version = 0;
   int application = 0;
   std::string app_token;  // goes as GSS_APP_BYTES; empty: none
-  std::string auth_index;
+  attrlist attributes;    // that the user's identity holds beside its own
 };
 
 // A credential for the current user: to initiate, with a session key from the authentication

@@ -63,17 +63,20 @@ bool gss_crypto::ready_mac(const gss_key_ref &key) {
     mac_.reset(EVP_MAC_CTX_new(hmac));
     EVP_MAC_free(hmac);
     mac_key_id_ = 0;
-    if (!mac_) return false;
+    char digest[] = "SHA1";
+    OSSL_PARAM params[] = {
+        OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, digest, sizeof digest - 1),
+        OSSL_PARAM_construct_end()};
+    if (!mac_ || EVP_MAC_CTX_set_params(mac_.get(), params) != 1) {
+      mac_.reset();
+      return false;
+    }
   }
   // Without a key the state goes back to where the last key left it.
   if (mac_key_id_ == key.id) return EVP_MAC_init(mac_.get(), nullptr, 0, nullptr) == 1;
-  char digest[] = "SHA1";
-  OSSL_PARAM params[] = {
-      OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, digest, sizeof digest - 1),
-      OSSL_PARAM_construct_end()};
   mac_key_id_ = 0;
   if (EVP_MAC_init(mac_.get(), reinterpret_cast<const unsigned char *>(key.key.data()),
-                   key.key.size(), params) != 1) {
+                   key.key.size(), nullptr) != 1) {
     return false;
   }
   mac_key_id_ = key.id;

@@ -2,11 +2,11 @@
 #include <netinet/in.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "auth_gss.h"
 #include "clnt_error.h"
 #include "debug_words.h"
-#include "gss_openssl.h"
 #include "hosts.h"
 #include "ks_wrappers.h"
 #include "kstr_auth.h"
@@ -83,12 +83,12 @@ bool target_of(const CLIENT &client, std::string_view given, std::string &host) 
   return false;
 }
 
-// How a failure to have something to present ends the handshake.
-void keep_reason(const errobj_t &error) {
+// How a failure to have something to present ends the handshake, `why` when it says nothing itself.
+void keep_reason(const errobj_t &error, int why) {
   if (err_severity(error.code) == session_key_severity) {
     set_create_err(RPC_AUTHERROR, AUTH_GSS_CREDPROBLEM);
   } else if (clnt_create_err().status == RPC_SUCCESS) {
-    set_create_err(RPC_AUTHERROR, AUTH_REJECTEDCRED);
+    set_create_err(RPC_AUTHERROR, why);
   }
 }
 
@@ -106,8 +106,34 @@ std::shared_ptr<gss_cred> acquire_for(const CLIENT &client, const std::string &h
   set_create_err(RPC_SUCCESS);
   errobj_t *error = gss_acquire_cred(GSS_INITIATE, target, cred);
   if (error == nullptr) return cred;
-  keep_reason(*error);
+  keep_reason(*error, AUTH_REJECTEDCRED);
   return nullptr;
+}
+
+bool encode_app_token(const gss_app_token &token, std::string &bytes) {
+  // All its room first: where a string grows, it leaves a copy behind.
+  xdr_memory_writer out;
+  std::string room(token.bytes.size() + 16, '\0');
+  bool encoded = out.put_bytes(room.data(), room.size()) && out.set_position(xdr_op::encode, 0) &&
+                 xdr_put_app_token(out, token);
+  bytes = out.take();
+  return encoded;
+}
+
+// The handshake, under its own AUTH on the handle, which gets its earlier one back.
+std::unique_ptr<AUTH> shake_hands(CLIENT &client, std::string host,
+                                  std::shared_ptr<gss_cred> cred) {
+  timeout_guard timeouts(client);
+  reply_seen_guard seen(client);
+  client.set_timeout(session_timeout());
+  auto auth = std::make_unique<auth_gss>(client, std::move(host), std::move(cred));
+  auth_gss &mine = *auth;
+  std::unique_ptr<AUTH> earlier = std::exchange(client.auth, std::move(auth));
+  set_create_err(RPC_SUCCESS);
+  bool done = mine.establish();
+  std::unique_ptr<AUTH> made = std::exchange(client.auth, std::move(earlier));
+  if (!done) made.reset();
+  return made;
 }
 
 }  // namespace
@@ -157,6 +183,11 @@ bool auth_gss::exchange(round_t &round, bool first) {
 
 bool auth_gss::establish() {
   establishing_ = true;
+  // One that cannot be sent keeps the handshake from beginning.
+  secret_text app_token;
+  if (wants_app_token() && !encode_app_token(cred_->app_token, app_token.get())) {
+    return fail(AUTH_FAILED);
+  }
   round_t round;
   std::string input;
   bool peer_done = false;
@@ -188,27 +219,21 @@ bool auth_gss::establish() {
     }
     if (peer_done && input.empty()) return fail(AUTH_FAILED);
   }
-  if (wants_app_token() && !send_app_token()) return false;
+  if (wants_app_token() && !send_app_token(app_token.get())) return false;
   establishing_ = false;
   established_ = true;
   body_.proc = RPCSEC_GSS_DATA;
   return !client_.encrypted() || turn_on();
 }
 
-bool auth_gss::send_app_token() {
-  xdr_memory_writer out;
+bool auth_gss::send_app_token(std::string_view plain) {
   gss_buffer wrapped;
-  errobj_t *error = nullptr;
-  if (!xdr_put_app_token(out, cred_->app_token)) {
-    error = err_create(0, GSS_FAILED_CODE, "The application token does not encode");
-  }
-  secret_text plain(out.take());
-  if (error == nullptr) error = gss_wrap(*context_, plain.get(), wrapped);
+  errobj_t *error = gss_wrap(*context_, plain, wrapped);
   if (error == nullptr && wrapped.size > GSS_BYTES_MAX) {
     error = err_create(0, GSS_FAILED_CODE, "The application token is too long");
   }
   if (error != nullptr) {
-    keep_reason(*error);
+    keep_reason(*error, AUTH_FAILED);
     KS_DEBUG(1, "Failed to authenticate using RPCSEC_GSS. Could not send application token: %s\n",
              error->text.c_str());
     return false;
@@ -262,36 +287,20 @@ bool auth_gss::set_channel(bool on) {
 std::unique_ptr<AUTH> authgss_create(CLIENT &client, std::string_view target_name,
                                      gss_credential_ptr credential, bool encrypted) {
   std::string host;
-  if (btls_init() != nullptr) {
-    set_create_err(RPC_AUTHERROR, AUTH_FAILED);
-    return nullptr;
-  }
-  if (!target_of(client, target_name, host)) return nullptr;
-  if (encrypted) client.set_encrypted();
-  auto cred = std::dynamic_pointer_cast<gss_cred>(credential);
-  if (!cred) cred = acquire_for(client, host);
-  bool done = false;
   std::unique_ptr<AUTH> made;
-  if (cred) {
-    timeout_guard timeouts(client);
-    reply_seen_guard seen(client);
-    client.set_timeout(session_timeout());
-    auto auth = std::make_unique<auth_gss>(client, host, cred);
-    auth_gss &mine = *auth;
-    std::unique_ptr<AUTH> earlier = std::move(client.auth);
-    client.auth = std::move(auth);
-    set_create_err(RPC_SUCCESS);
-    done = mine.establish();
-    made = std::move(client.auth);
-    client.auth = std::move(earlier);
+  if (target_of(client, target_name, host)) {
+    if (encrypted) client.set_encrypted();
+    auto cred = std::dynamic_pointer_cast<gss_cred>(credential);
+    if (!cred) cred = acquire_for(client, host);
+    if (cred) made = shake_hands(client, std::move(host), std::move(cred));
   }
-  if (done) {
+  if (made) {
     KS_DEBUG(9, "RPC Authentication: Client successfully obtained RPCSEC_GSS credentials\n");
-    return made;
+  } else {
+    KS_DEBUG(2, "RPC Authentication: Client failed to obtain RPCSEC_GSS credentials: %s\n",
+             clnt_create_error_text().c_str());
   }
-  KS_DEBUG(2, "RPC Authentication: Client failed to obtain RPCSEC_GSS credentials: %s\n",
-           clnt_create_error_text().c_str());
-  return nullptr;
+  return made;
 }
 
 }  // namespace qvr

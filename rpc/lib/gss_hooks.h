@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "attrlist.h"
 #include "client.h"
 #include "errobj.h"
 
@@ -25,7 +26,7 @@ struct gss_request {
   std::uint32_t version = 0;
   int application = 0;
   std::string application_token;  // the AUTH_KSTR blob; empty: none
-  std::string auth_index;
+  attrlist attributes;            // that the identity holds beside its own
 };
 
 struct gss_hooks_t {

@@ -15,7 +15,7 @@ errobj_t *acquire(const gss_request &request, gss_credential_ptr &credential) {
   target.version = request.version;
   target.application = request.application;
   target.app_token = request.application_token;
-  target.auth_index = request.auth_index;
+  target.attributes = request.attributes;
   std::shared_ptr<gss_cred> cred;
   errobj_t *error = gss_acquire_cred(GSS_INITIATE, target, cred);
   secret_wipe(target.app_token);

@@ -29,9 +29,10 @@ constexpr unsigned long config_flags = 48;       // no file is no failure; defau
 
 std::atomic<bool> fips_skipped{false};
 
+// What the library says first; its errors stay where they are.
 std::string library_error() {
   char text[256] = "unknown error";
-  if (unsigned long code = ERR_get_error()) ERR_error_string_n(code, text, sizeof text);
+  if (unsigned long code = ERR_peek_error()) ERR_error_string_n(code, text, sizeof text);
   return text;
 }
 
@@ -39,17 +40,19 @@ bool exists(const std::string &path) {
   return access(path.c_str(), F_OK) == 0;
 }
 
-bool load_config() {
+bool load_config(std::string &why) {
   std::string path = install_path(INSTALL_SSL, "openssl.cnf");
   if (!exists(path)) return true;
   ERR_clear_error();
   if (CONF_modules_load_file(path.c_str(), nullptr, config_flags) > 0) return true;
+  why = library_error();
   msg_print(209439, 55000, MSG_STDERR, "Error loading OpenSSL config file\n");
   ERR_print_errors_fp(stderr);
   return false;
 }
 
-bool enable_fips() {
+// A program that cannot have what the marker asks for goes without the library.
+bool enable_fips(std::string &why) {
   if (!exists(install_path(INSTALL_ROOT_DEBUG, "fipsenable"))) return true;
   if (ks_getenv("PURIFY_IS_RUNNING") != nullptr) {
     msg_print(170619, 52000, MSG_STDERR,
@@ -62,21 +65,24 @@ bool enable_fips() {
   }
   // Loaded once for the process: unloading needs the same handle.
   static OSSL_PROVIDER *provider = nullptr;
+  ERR_clear_error();
   if (provider == nullptr) provider = OSSL_PROVIDER_load(nullptr, "fips");
   if (provider == nullptr) {
+    why = library_error();
     msg_print(209440, 55000, MSG_STDERR, "Failed to load FIPS provider\n");
     ERR_print_errors_fp(stderr);
     return false;
   }
   if (EVP_default_properties_enable_fips(nullptr, 1) == 1) return true;
+  why = library_error();
   OSSL_PROVIDER_unload(provider);
   provider = nullptr;
   return false;
 }
 
-bool tell_library() {
+bool tell_library(const std::string &why) {
   msg_print(89613, 55000, MSG_STDERR, "Unable to initialize SSL library: %s\n",
-            {{MSG_ARG_ERRTEXT, library_error()}});
+            {{MSG_ARG_ERRTEXT, why}});
   return false;
 }
 
@@ -96,11 +102,12 @@ bool tell_random() {
 
 bool btls_set_up(bool with_fips) {
   if (OPENSSL_init_ssl(ssl_options, nullptr) != 1 || OPENSSL_init_ssl(0, nullptr) != 1) {
-    return tell_library();
+    return tell_library(library_error());
   }
-  if (!load_config()) return false;
+  std::string why;
+  if (!load_config(why)) return tell_library(why);
   if (OPENSSL_init_crypto(crypto_options, nullptr) != 1) return tell_locking();
-  if (with_fips && !enable_fips()) return false;
+  if (with_fips && !enable_fips(why)) return tell_library(why);
   return RAND_status() == 1 || tell_random();
 }
 

@@ -25,9 +25,11 @@ bool xdr_get_gss_cred(XDR &xdr, gss_call_cred &cred) {
 
 bool xdr_put_gss_init_args(XDR &xdr, const gss_init_args &args) {
   if (args.principal.size() > GSS_PRINCIPAL_MAX) {
-    msg_print(1073, GSS_FAILED_CODE, MSG_STDERR,
-              "Principal: \"%s\" is longer than the maximum allowed length: %d\n",
-              {{MSG_ARG_USER, args.principal}, {MSG_ARG_INT, msg_arg_int(GSS_PRINCIPAL_MAX)}});
+    msg_deliver(
+        err_create(1073, GSS_FAILED_CODE,
+                   "Principal: \"%s\" is longer than the maximum allowed length: %d",
+                   {{MSG_ARG_USER, args.principal}, {MSG_ARG_INT, msg_arg_int(GSS_PRINCIPAL_MAX)}}),
+        MSG_STDERR);
     return false;
   }
   if (!put_bytes(xdr, args.token) || !xdr.put_u32(args.mechanism)) return false;

@@ -37,7 +37,7 @@ bool first_address(const std::string &host, sockaddr_storage &address) {
 }
 
 errobj_t *make_list(const kstr_target &target, const std::string &blob, int application,
-                    const std::string &auth_index, std::uint32_t wanted, kstr_cred_list &list) {
+                    const attrlist &parameters, std::uint32_t wanted, kstr_cred_list &list) {
   sockaddr_storage address;
   std::uint32_t mask = AUTH_METHOD_ALL;
   if (first_address(target.host, address)) mask = auth_mask_for(address);
@@ -50,7 +50,11 @@ errobj_t *make_list(const kstr_target &target, const std::string &blob, int appl
     request.version = target.version;
     request.application = application;
     request.application_token = blob;
-    request.auth_index = auth_index;
+    for (const char *name : {"auth index", "VL auth server"}) {
+      if (const std::string *value = attrlist_first(parameters, name)) {
+        attrlist_set(request.attributes, name, *value);
+      }
+    }
     kstr_cred_entry entry;
     entry.kind = AUTH_KIND_GSS;
     failure = gss_acquire(request, entry.gss);
@@ -98,14 +102,12 @@ errobj_t *kstr_auth_list(std::string_view server, CLIENT *client, std::string_vi
                                   override_identity, mask, blob.get(), target)) {
     return error;
   }
-  const std::string *index = attrlist_first(parameters, "auth index");
   if (application < 0) {
     kstr_process_t &process = kstr_process();
     std::lock_guard lock(process.mutex);
     application = process.application;
   }
-  return make_list(target, blob.get(), application, index != nullptr ? *index : std::string(), mask,
-                   list);
+  return make_list(target, blob.get(), application, parameters, mask, list);
 }
 
 errobj_t *clnt_connect_target(const kstr_target &target, const kstr_cred_list &list, int send_size,

@@ -132,6 +132,11 @@ bool xdr_record_stream::decrypt_next(std::uint32_t length) {
 }
 
 bool xdr_record_stream::crypt_set_input_fragment() {
+  damaged_ = damaged_ || !crypt_read_fragment();
+  return !damaged_;
+}
+
+bool xdr_record_stream::crypt_read_fragment() {
   std::uint8_t word[4];
   if (!exact_read(word, 4)) return false;
   std::uint32_t header = load32(word);

@@ -201,7 +201,7 @@ bool xdr_record_stream::skip_input_bytes(std::uint64_t size, bool wait) {
 bool xdr_record_stream::skiprecord(bool wait) {
   settle();
   skipped_ = 0;
-  bool done = true;
+  bool done = !damaged_;
   while (done && (fbtbc_ > 0 || !last_frag_)) {
     auto size = static_cast<std::uint64_t>(fbtbc_);
     done = skip_input_bytes(size, wait);

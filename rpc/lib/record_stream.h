@@ -148,6 +148,7 @@ class xdr_record_stream final : public XDR {
   bool next_fragment() { return encrypted_ ? crypt_set_input_fragment() : set_input_fragment(); }
   bool set_input_fragment();
   bool crypt_set_input_fragment();
+  bool crypt_read_fragment();
   bool begin_fragment(std::uint32_t header);
   bool check_fragmax(std::uint32_t length);
   bool fill(std::uint8_t *first, std::size_t *first_size, std::uint8_t *second,
@@ -192,6 +193,7 @@ class xdr_record_stream final : public XDR {
   bool control_header_taken_ = false;
   bool in_reauth_ = false;
   bool in_ciphertext_ = false;
+  bool damaged_ = false;  // a read in the encrypted mode failed: nothing more is read
 
   std::unique_ptr<std::uint8_t[]> out_memory_;
   std::uint8_t *out_base_ = nullptr;

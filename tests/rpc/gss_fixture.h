@@ -8,6 +8,7 @@
 
 #include "gss_accept.h"
 #include "gss_context.h"
+#include "record_fixture.h"
 #include "run_command.h"
 
 namespace qvr {
@@ -98,6 +99,10 @@ inline std::string openssl(std::vector<std::string> words, std::string_view inpu
   test::command_options options;
   options.input = std::string(input);
   return test::run_command(words, options).out;
+}
+inline std::string hmac_of(std::string_view key, std::string_view input) {
+  return openssl({"mac", "-digest", "SHA1", "-macopt", "hexkey:" + hex_of(key), "-binary", "HMAC"},
+                 input);
 }
 
 }  // namespace qvr

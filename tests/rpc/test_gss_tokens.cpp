@@ -103,59 +103,40 @@ TEST(gss_tokens, tokens_of_every_kind) {
 }
 
 TEST(gss_tokens, answers_application_tokens_and_handshake_parts) {
-  gss_reply_token file;
+  gss_reply_token file, nothing, refused;
   file.tag = GSS_REPLY_FILE;
   file.path = "/a/b";
   file.challenge = "c";
   expect_bytes<gss_reply_token>(file, raw_out().u32(1).text("/a/b").text("c").bytes,
                                 xdr_put_reply_token, xdr_get_reply_token);
-  gss_reply_token nothing;
   expect_bytes<gss_reply_token>(nothing, raw_out().u32(0).u32(0).bytes, xdr_put_reply_token,
                                 xdr_get_reply_token);
-  gss_reply_token refused;
   std::string refusal = raw_out().u32(0).u32(1).u32(25007).text("go away").bytes;
   xdr_memory_reader in(refusal);
   ASSERT_TRUE(xdr_get_reply_token(in, refused));
   EXPECT_EQ(refused.error->code, 25007);
 
-  gss_app_token blob;
+  gss_app_token blob, number;
   blob.bytes.assign("blob");
   expect_bytes<gss_app_token>(blob, raw_out().u32(2).text("blob").u32(0).bytes, xdr_put_app_token,
                               xdr_get_app_token);
-  gss_app_token number;
   number.tag = GSS_APP_NUMBER;
   number.number = 9;
   expect_bytes<gss_app_token>(number, raw_out().u32(1).u32(9).bytes, xdr_put_app_token,
                               xdr_get_app_token);
-  gss_init_result result;
-  result.handle = "h";
-  result.major = 1;
-  result.window = 128;
-  result.token = "tok";
-  expect_bytes<gss_init_result>(result,
+  expect_bytes<gss_init_result>({"h", 1, 0, 128, "tok"},
                                 raw_out().text("h").u32(1).u32(0).u32(128).text("tok").bytes,
                                 xdr_put_gss_init_result, xdr_get_gss_init_result);
-  gss_call_cred cred;
-  cred.proc = RPCSEC_GSS_CONTINUE_INIT;
-  cred.seq = 77;
-  cred.handle = "h";
-  expect_bytes<gss_call_cred>(cred, raw_out().u32(1).u32(2).u32(77).u32(1).text("h").bytes,
+  expect_bytes<gss_call_cred>({1, RPCSEC_GSS_CONTINUE_INIT, 77, 1, "h"},
+                              raw_out().u32(1).u32(2).u32(77).u32(1).text("h").bytes,
                               xdr_put_gss_cred, xdr_get_gss_cred);
   session_record record = gss_test_record(5);
   record.identity.user = user();
   record.reserved1.assign("r");
-  expect_bytes<session_record>(record,
-                               raw_out()
-                                   .u32(2)
-                                   .u32(1)
-                                   .u32(3)
-                                   .raw(user_bytes().bytes)
-                                   .u64(5)
-                                   .text(gss_test_key(5))
-                                   .text("r")
-                                   .text("")
-                                   .bytes,
-                               xdr_put_session_record, xdr_get_session_record);
+  raw_out bytes;
+  bytes.u32(2).u32(1).u32(3).raw(user_bytes().bytes).u64(5);
+  bytes.text(gss_test_key(5)).text("r").text("");
+  expect_bytes<session_record>(record, bytes.bytes, xdr_put_session_record, xdr_get_session_record);
 }
 
 TEST(gss_tokens, an_older_peer_says_less_in_its_first_call) {
@@ -201,106 +182,80 @@ TEST(gss_tokens, names_of_daemons_and_peers) {
     int line;
     int type;
     const char *name;
-    std::string one, two, three;
+    std::string names;
   } rows[] = {
-      {__LINE__, 0, nullptr, "", "", ""},      {__LINE__, 1, "vault", "", "vault", ""},
-      {__LINE__, 2, "vault", "vault", "", ""}, {__LINE__, 3, "vault", "", "", "vault"},
-      {__LINE__, 4, "vault", "", "", ""},      {__LINE__, 1, nullptr, "", "", ""},
+      {__LINE__, 0, nullptr, "//"},      {__LINE__, 1, "vault", "/vault/"},
+      {__LINE__, 2, "vault", "vault//"}, {__LINE__, 3, "vault", "//vault"},
+      {__LINE__, 4, "vault", "//"},      {__LINE__, 1, nullptr, "//"},
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(row.line);
     gss_daemon_identity id = gss_name_daemon(row.type, row.name, 390107, 6);
-    EXPECT_EQ(id.name1, row.one);
-    EXPECT_EQ(id.name2, row.two);
-    EXPECT_EQ(id.name3, row.three);
+    EXPECT_EQ(id.name1 + "/" + id.name2 + "/" + id.name3, row.names);
     EXPECT_EQ(id.version, 6);
   }
+  auto shown = [](const gss_identity &peer) {
+    gss_peer_names names;
+    errobj_t *error = gss_peer_names_of(peer, names);
+    return error != nullptr ? std::to_string(error->message.id)
+                            : names.name + "@" + names.host + " " + names.user;
+  };
   gss_identity peer;
-  gss_peer_names names;
-  ASSERT_EQ(gss_peer_names_of(peer, names), nullptr);
-  EXPECT_EQ(names.name + "@" + names.host, "ZRDUserNone@ZRDHostNone");
+  EXPECT_EQ(shown(peer), "ZRDUserNone@ZRDHostNone ZRDUserNone");
   peer.kind = GSS_IDENTITY_DAEMON;
   peer.daemon = gss_name_daemon(GSS_NAME_HOST, "vault", 390107, 6);
-  ASSERT_EQ(gss_peer_names_of(peer, names), nullptr);
-  EXPECT_EQ(names.name + "@" + names.host + " " + names.user, "daemon:390107:6@vault root");
+  EXPECT_EQ(shown(peer), "daemon:390107:6@vault root");
   peer.kind = GSS_IDENTITY_USER;
-  EXPECT_EQ(gss_peer_names_of(peer, names)->message.id, 143916);
+  EXPECT_EQ(shown(peer), "143916");
   peer.user = user();
-  ASSERT_EQ(gss_peer_names_of(peer, names), nullptr);
-  EXPECT_EQ(names.name + "@" + names.host, "lea@mars");
+  EXPECT_EQ(shown(peer), "lea@mars lea");
 }
 
-class session_file : public testing::Test {
- protected:
-  void SetUp() override {
-    char name[] = "/tmp/session-XXXXXX";
-    directory = mkdtemp(name);
-    path = directory + "/record";
-  }
-  void TearDown() override { std::filesystem::remove_all(directory); }
-  static std::string good() {
-    xdr_memory_writer out;
-    xdr_put_session_record(out, gss_test_record(5));
-    return out.take();
-  }
-  std::string directory, path;
-};
-
-TEST_F(session_file, only_a_private_regular_file_is_believed) {
-  using make_t = void (*)(const std::string &path, const std::string &good);
-  auto put = [](const std::string &file, std::string_view bytes, mode_t mode) {
-    std::ofstream(file, std::ios::binary) << bytes;
-    chmod(file.c_str(), mode);
-  };
-  static const auto write_as = put;
-  struct row {
+TEST(gss_tokens, only_a_private_regular_file_is_a_session_record) {
+  char name[] = "/tmp/session-XXXXXX";
+  const std::string directory = mkdtemp(name), path = directory + "/record";
+  xdr_memory_writer good;
+  xdr_put_session_record(good, gss_test_record(5));
+  const struct {
     int line;
-    make_t make;
-    const char *failure;
+    char kind;  // file, link, pipe, directory, none
+    mode_t mode;
+    int longer;  // than the record is
+    std::string failure;
+  } rows[] = {
+      {__LINE__, 'f', 0600, 0, ""},
+      {__LINE__, 'f', 0400, 0, ""},
+      {__LINE__, 'f', 0640, 0, "Could not open file\n"},
+      {__LINE__, 'f', 0604, 0, "Could not open file\n"},
+      {__LINE__, 'n', 0600, 0, "Could not open file\n"},
+      {__LINE__, 'l', 0600, 0, "Could not open file\n"},
+      {__LINE__, 'p', 0600, 0, "Could not open file\n"},
+      {__LINE__, 'd', 0700, 0, "Could not open file\n"},
+      {__LINE__, 'f', 0600, SESSION_FILE_MAX, "Could not open file\n"},
+      {__LINE__, 'f', 0600, -1, "Could not decode data\n"},
+      {__LINE__, 'f', 0600, -1000, "Could not decode data\n"},
   };
-  const row rows[] = {
-      {__LINE__, [](const std::string &p, const std::string &g) { write_as(p, g, 0600); }, nullptr},
-      {__LINE__, [](const std::string &p, const std::string &g) { write_as(p, g, 0400); }, nullptr},
-      {__LINE__, [](const std::string &p, const std::string &g) { write_as(p, g, 0640); },
-       "Could not open file\n"},
-      {__LINE__, [](const std::string &p, const std::string &g) { write_as(p, g, 0604); },
-       "Could not open file\n"},
-      {__LINE__, [](const std::string &, const std::string &) {}, "Could not open file\n"},
-      {__LINE__,
-       [](const std::string &p, const std::string &g) {
-         write_as(p + ".real", g, 0600);
-         std::filesystem::create_symlink(p + ".real", p);
-       },
-       "Could not open file\n"},
-      {__LINE__, [](const std::string &p, const std::string &) { mkfifo(p.c_str(), 0600); },
-       "Could not open file\n"},
-      {__LINE__, [](const std::string &p, const std::string &) { mkdir(p.c_str(), 0700); },
-       "Could not open file\n"},
-      {__LINE__,
-       [](const std::string &p, const std::string &g) {
-         write_as(p, g + std::string(SESSION_FILE_MAX, 'x'), 0600);
-       },
-       "Could not open file\n"},
-      {__LINE__,
-       [](const std::string &p, const std::string &g) {
-         write_as(p, g.substr(0, g.size() - 1), 0600);
-       },
-       "Could not decode data\n"},
-      {__LINE__, [](const std::string &p, const std::string &) { write_as(p, "", 0600); },
-       "Could not decode data\n"},
-  };
-  for (const row &at : rows) {
-    SCOPED_TRACE(at.line);
+  for (const auto &row : rows) {
+    SCOPED_TRACE(row.line);
     std::filesystem::remove_all(path);
-    at.make(path, good());
+    std::string bytes = good.bytes(), file = row.kind == 'l' ? path + ".real" : path;
+    bytes.resize(
+        static_cast<std::size_t>(std::max(0, static_cast<int>(bytes.size()) + row.longer)));
+    if (row.kind == 'p') mkfifo(path.c_str(), row.mode);
+    if (row.kind == 'd') mkdir(path.c_str(), row.mode);
+    if (row.kind == 'f' || row.kind == 'l') {
+      std::ofstream(file, std::ios::binary) << bytes;
+      chmod(file.c_str(), row.mode);
+    }
+    if (row.kind == 'l') std::filesystem::create_symlink(file, path);
     session_record record;
     errobj_t *error = session_record_read(path, record);
-    EXPECT_EQ(error == nullptr, at.failure == nullptr);
-    EXPECT_EQ(error != nullptr ? error->text : "", at.failure != nullptr ? at.failure : "");
-    EXPECT_EQ(record.key.view() == gss_test_key(5), at.failure == nullptr);
+    EXPECT_EQ(error != nullptr ? error->text : "", row.failure);
+    EXPECT_EQ(record.key.view() == gss_test_key(5), row.failure.empty());
   }
   session_record record;
   EXPECT_NE(session_record_read(path + std::string("\0x", 2), record), nullptr);
+  std::filesystem::remove_all(directory);
 }
 
 }  // namespace

@@ -54,6 +54,8 @@ class served_connection {
   }
   bool stopped() const { return stop_; }
   bool closing = false;
+  // What is done to each fragment that comes from here on.
+  std::function<void(std::string &)> open;
 
  private:
   int fd_;
@@ -130,12 +132,14 @@ class script_server {
     }
     return true;
   }
-  bool read_record(int fd, std::string &bytes) const {
+  bool read_record(int fd, const served_connection &connection, std::string &bytes) const {
     for (bool last = false; !last;) {
-      std::string header;
+      std::string header, fragment;
       if (!read_exactly(fd, header, 4)) return false;
       last = (word_at(header, 0) & 0x80000000) != 0;
-      if (!read_exactly(fd, bytes, word_at(header, 0) & 0x7fffffff)) return false;
+      if (!read_exactly(fd, fragment, word_at(header, 0) & 0x7fffffff)) return false;
+      if (connection.open && !fragment.empty()) connection.open(fragment);
+      bytes += fragment;
     }
     return true;
   }
@@ -175,7 +179,7 @@ class script_server {
     served_connection connection(peer, stop_);
     while (!connection.closing) {
       std::string bytes;
-      if (!read_record(peer, bytes)) break;
+      if (!read_record(peer, connection, bytes)) break;
       served_call call = parse(bytes);
       std::lock_guard turn(turn_);
       answer_(connection, call);

@@ -10,7 +10,9 @@
 namespace qvr::test {
 namespace {
 
-constexpr const char *REPORT = "-a -r volume,client,savetime,sumsize,level,name";
+// The default report, and one with other columns.
+constexpr const char *REPORT = "-a";
+constexpr const char *COLUMNS = "-a -r volume,client,savetime,sumsize,level,name";
 
 class channel : public testing::Test {
  protected:
@@ -61,6 +63,10 @@ TEST_F(channel, the_report_is_the_same_over_every_flavour) {
     const char *options;
     const char *flavours;
   } rows[] = {
+      {__LINE__,
+       "--auth-methods none --fault daemon=qvrexecd,auth=long "
+       "--fault daemon=qvrmmdbd,flavour=6,deny=2",
+       "AUTH_UNIX, RPCSEC_GSS init"},
       {__LINE__, "--auth-methods 0.0.0.0/0,oldauth", "AUTH_KSTR full, AUTH_KSTR short"},
       {__LINE__, "--auth-methods 0.0.0.0/0,qvrauth",
        "RPCSEC_GSS, RPCSEC_GSS init, RPCSEC_GSS token"},
@@ -78,13 +84,17 @@ TEST_F(channel, the_report_is_the_same_over_every_flavour) {
     SCOPED_TRACE(row.line);
     auto at = site(row.options);
     if (!at) GTEST_SKIP() << why;
-    command_result result = at->run(REPORT);
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err, "");
+    std::string out;
+    for (const char *report : {REPORT, COLUMNS}) {
+      command_result result = at->run(report);
+      EXPECT_EQ(result.status, 0);
+      EXPECT_EQ(result.err, "");
+      EXPECT_GT(result.out.size(), 1000u);
+      out += result.out;
+    }
     EXPECT_EQ(flavours(), row.flavours);
-    if (first.empty()) first = result.out;
-    EXPECT_GT(result.out.size(), 1000u);
-    EXPECT_EQ(result.out, first);
+    if (first.empty()) first = out;
+    EXPECT_EQ(out, first);
   }
 }
 
@@ -139,21 +149,25 @@ TEST_F(channel, losses_and_tampering_cost_a_connection) {
   }
 }
 
-TEST_F(channel, a_capture_shows_no_names) {
-  auto at = site("--encrypted --auth-methods none");
-  if (!at) GTEST_SKIP() << why;
-  std::string file = directory() + "/capture";
-  auto capture = at->start({"dumpcap", "-q", "-i", "lo", "-w", file});
-  if (!capture->wait_for("File:")) GTEST_SKIP() << "no dumpcap: " << capture->result().out;
-  command_result result = at->run(REPORT);
-  EXPECT_EQ(result.status, 0);
-  capture->stop(SIGINT);
-  std::stringstream bytes;
-  bytes << std::ifstream(file, std::ios::binary).rdbuf();
-  ASSERT_GT(bytes.str().size(), 10000u);
-  for (const char *name : {"saturn", "/home"}) {
-    EXPECT_NE(result.out.find(name), std::string::npos) << name;
-    EXPECT_EQ(bytes.str().find(name), std::string::npos) << name;
+TEST_F(channel, a_capture_shows_names_in_plain_only) {
+  for (const char *options : {"--auth-methods none", "--auth-methods none --encrypted"}) {
+    SCOPED_TRACE(options);
+    auto at = site(options);
+    if (!at) GTEST_SKIP() << why;
+    std::string file = directory() + "/capture";
+    auto capture = at->start({"dumpcap", "-q", "-i", "lo", "-w", file});
+    if (!capture->wait_for("File:")) GTEST_SKIP() << "no dumpcap: " << capture->result().out;
+    command_result result = at->run(REPORT);
+    EXPECT_EQ(result.status, 0);
+    capture->stop(SIGINT);
+    std::stringstream bytes;
+    bytes << std::ifstream(file, std::ios::binary).rdbuf();
+    ASSERT_GT(bytes.str().size(), 10000u);
+    bool in_plain = std::string_view(options).ends_with("none");
+    for (const char *name : {"saturn", "/home"}) {
+      EXPECT_NE(result.out.find(name), std::string::npos) << name;
+      EXPECT_EQ(bytes.str().find(name) != std::string::npos, in_plain) << name;
+    }
   }
 }
 
