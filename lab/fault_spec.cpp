@@ -38,7 +38,7 @@ const char *const LAB_FAULT_HELP =
     "  error=CODE[:TEXT]  the procedure's own failure; busy: code 33000\n"
     "  structured         the failure travels as a whole error object\n"
     "  auth=FORM          of credentials: partial (error and credential), none, notarget, badsum,\n"
-    "                     nosum, unnamed, long (for a call), challenge1\n"
+    "                     nosum, unnamed, long, challenge1\n"
     "  redirect=HOST:PROGRAM:VERSION   of credentials: ask there\n"
     "  verifier=FORM      none, same (tag 0), short (1), lost (2), noexpiry (4), login (3),\n"
     "                     challenge (5), unix (a short AUTH_UNIX credential)\n"

@@ -27,8 +27,8 @@ enum kstr_tag : std::uint32_t {
 constexpr std::size_t CHECKSUM_AT = 12, NAME_AT = 16;
 constexpr std::size_t SEAL_SIZE = 20, SERIAL_SIZE = 8;
 constexpr std::size_t SHORTS_MAX = 65536;
-// Makes a credential longer than the 400 bytes that a call's own has room for (RFC 5531).
-constexpr std::size_t LONG_FILLER = 512;
+// Makes a credential longer than any call and any application token takes.
+constexpr std::size_t LONG_FILLER = 70000;
 
 std::string_view key_of(std::uint32_t application) {
   return application == REELSCAN_APPLICATION ? REELSCAN_PROCESS_KEY : std::string_view();

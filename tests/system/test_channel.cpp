@@ -63,10 +63,7 @@ TEST_F(channel, the_report_is_the_same_over_every_flavour) {
     const char *options;
     const char *flavours;
   } rows[] = {
-      {__LINE__,
-       "--auth-methods none --fault daemon=qvrexecd,auth=long "
-       "--fault daemon=qvrmmdbd,flavour=6,deny=2",
-       "AUTH_UNIX, RPCSEC_GSS init"},
+      {__LINE__, "--auth-methods none --fault daemon=qvrexecd,auth=long", "AUTH_UNIX"},
       {__LINE__, "--auth-methods 0.0.0.0/0,oldauth", "AUTH_KSTR full, AUTH_KSTR short"},
       {__LINE__, "--auth-methods 0.0.0.0/0,qvrauth",
        "RPCSEC_GSS, RPCSEC_GSS init, RPCSEC_GSS token"},
@@ -140,11 +137,8 @@ TEST_F(channel, losses_and_tampering_cost_a_connection) {
         site("--encrypted --auth-methods none --fault daemon=qvrmmdbd," + std::string(row.fault));
     ASSERT_NE(at, nullptr) << why;
     command_result result = at->run(REPORT);
-    // Either the next connection gives the whole report, or the command says that it failed.
-    EXPECT_EQ(result.out == report, result.status == 0) << result.status << result.err;
-    if (result.status != 0) {
-      EXPECT_NE(result.err, "");
-    }
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, report);
     EXPECT_EQ(flavours().find("AUTH_"), std::string::npos) << flavours();
   }
 }
