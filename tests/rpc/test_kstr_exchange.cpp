@@ -3,13 +3,11 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 
 #include "app_identity.h"
 #include "auth_methods.h"
-#include "clnt_create.h"
 #include "clnt_error.h"
 #include "fake_resolver.h"
 #include "kstr_auth.h"
@@ -71,9 +69,12 @@ class kstr_server_of : public testing::Test, public kstr_clock {
   void sleep(std::chrono::seconds time) const override { slept_ += time; }
   std::int64_t now() const override { return 1'000'000; }
 
-  // Answers by the n-th function, and by the last from then on.
+  // A new server that answers by the n-th function, and by the last from then on.
   using answer = std::function<std::string(const served_call &)>;
   void serve(std::vector<answer> answers) {
+    server_.reset();
+    pmap_cache_forget();
+    slept_ = {};
     // Each connection has its own thread, and they take turns at the answers.
     server_ = std::make_unique<script_server>(
         [answers, n = std::make_shared<std::atomic<std::size_t>>(0)](served_connection &to,
@@ -88,12 +89,8 @@ class kstr_server_of : public testing::Test, public kstr_clock {
       pmap_cache_add({program, 1, IPPROTO_TCP, port});
     }
   }
-  std::unique_ptr<CLIENT> open() {
-    int socket = -1;
-    return clnt_tcp_create(server_->address, KSTR_PROGRAM, 1, socket, 0, 0);
-  }
+  std::unique_ptr<CLIENT> open() { return open_tcp(*server_, KSTR_PROGRAM); }
   errobj_t *ask(CLIENT *client = nullptr) {
-    slept_ = {};
     return kstr_auth("127.0.0.1", client, "qvrmmdbd", {}, -1, {}, nullptr, AUTH_METHOD_ALL, blob_,
                      target_);
   }
@@ -159,6 +156,12 @@ TEST_F(kstr_server_of, a_granted_credential) {
   EXPECT_EQ(who[0].application, 3u);
   EXPECT_EQ(*attrlist_first(who[0].attributes, "auth server"), "127.0.0.1");
   EXPECT_EQ(in.remaining(), 0u);
+  // A program without a number is given none.
+  kstr_set_application(-1, {});
+  error = ask();
+  ASSERT_NE(error, nullptr);
+  EXPECT_TRUE(err_is(error->code, 2, 7));
+  EXPECT_EQ(server_->calls().size(), 1u);
 }
 
 TEST_F(kstr_server_of, endings) {
@@ -178,33 +181,26 @@ TEST_F(kstr_server_of, endings) {
   kstr_result spoilt = partial;
   spoilt.tag = 0;
   spoilt.credential->back() = static_cast<char>(spoilt.credential->back() ^ 1);
+  const answer later = refused(23005), never = refused(24003), moved = redirect("other");
   const row rows[] = {
       {__LINE__, {granted()}, true, -1, 0, 0, 0, 1, 1},
       {__LINE__, {result(partial)}, false, -1, 0, 0, 0, 1, 1},
       {__LINE__, {result(null_grant)}, false, 186652, 2, 7, 0, 1, 1},
       {__LINE__, {result(spoilt)}, false, 85100, 2, 7, 0, 1, 1},
       // Four rounds, three pauses.
-      {__LINE__, {refused(23005)}, false, 0, 2, 5, 30, 4, 4},
-      {__LINE__, {refused(23005), refused(24003), granted()}, false, -1, 0, 0, 20, 3, 3},
+      {__LINE__, {later}, false, 0, 2, 5, 30, 4, 4},
+      {__LINE__, {later, never, granted()}, false, -1, 0, 0, 20, 3, 3},
       {__LINE__, {refused(25007)}, false, 0, 2, 7, 0, 1, 1},
       {__LINE__, {nothing}, false, 76677, 2, 4, 30, 4, 4},
       // Five rounds on the handle that was brought.
-      {__LINE__, {refused(23005)}, true, 0, 2, 5, 40, 5, 1},
-      {__LINE__, {refused(24003), refused(23005), granted()}, true, -1, 0, 0, 10, 3, 3},
+      {__LINE__, {later}, true, 0, 2, 5, 40, 5, 1},
+      {__LINE__, {never, later, granted()}, true, -1, 0, 0, 10, 3, 3},
       {__LINE__, {refused(35001), granted()}, true, -1, 0, 0, 0, 2, 2},
-      {__LINE__, {redirect("other"), granted()}, false, -1, 0, 0, 0, 2, 2},
+      {__LINE__, {moved, granted()}, false, -1, 0, 0, 0, 2, 2},
       {__LINE__, {redirect("other", 390109), granted()}, true, -1, 0, 0, 0, 2, 2},
       // A redirect begins the rounds anew, five of them.
-      {__LINE__,
-       {refused(23005), refused(23005), refused(23005), redirect("other"), refused(23005)},
-       false,
-       0,
-       2,
-       5,
-       70,
-       9,
-       9},
-      {__LINE__, {redirect("other")}, false, 0, 2, 7, 0, 9, 9},
+      {__LINE__, {later, later, later, moved, later}, false, 0, 2, 5, 70, 9, 9},
+      {__LINE__, {moved}, false, 0, 2, 7, 0, 9, 9},
       {__LINE__, {redirect("nowhere.example")}, false, 165598, 2, 13, 0, 1, 1},
   };
   for (const row &r : rows) {
@@ -222,19 +218,7 @@ TEST_F(kstr_server_of, endings) {
     EXPECT_EQ(static_cast<int>(server_->calls().size()), r.calls);
     EXPECT_EQ(server_->connections, r.connections);
     EXPECT_TRUE(!client || client->auth_mask() == 31u) << "the handle gets its mask back";
-    client.reset();
-    server_.reset();
-    pmap_cache_forget();
   }
-}
-
-TEST_F(kstr_server_of, no_application_number) {
-  serve({granted()});
-  kstr_set_application(-1, {});
-  errobj_t *error = ask();
-  ASSERT_NE(error, nullptr);
-  EXPECT_TRUE(err_is(error->code, 2, 7));
-  EXPECT_TRUE(server_->calls().empty());
 }
 
 TEST_F(kstr_server_of, masks_towards_the_auth_server) {
@@ -263,8 +247,6 @@ TEST_F(kstr_server_of, masks_towards_the_auth_server) {
     auto calls = server_->calls();
     ASSERT_EQ(calls.size(), r.flavor == 99 ? 0u : 1u);
     EXPECT_TRUE(calls.empty() || calls[0].flavor == r.flavor);
-    server_.reset();
-    pmap_cache_forget();
   }
 }
 
@@ -277,20 +259,14 @@ TEST_F(kstr_server_of, renewing) {
   EXPECT_EQ(calls[0].procedure, 125u);
   EXPECT_EQ(calls[0].arguments, word(1) + counted(clear_blob()));
   EXPECT_EQ(blob, clear_blob());
-  server_.reset();
-  pmap_cache_forget();
   // A server that does not know the application names no fault of the credential's own server.
   serve({refused(32033), granted()});
   ASSERT_EQ(kstr_reauth("127.0.0.1", nullptr, blob), nullptr);
   EXPECT_EQ(server_->connections, 2);
-  server_.reset();
-  pmap_cache_forget();
   serve({refused(32033)});
   errobj_t *error = kstr_reauth("127.0.0.1", nullptr, blob);
   ASSERT_NE(error, nullptr);
   EXPECT_EQ(server_->connections, 2) << "once";
-  server_.reset();
-  pmap_cache_forget();
   serve({granted()});
   blob.clear();
   ASSERT_EQ(kstr_reauth("127.0.0.1", nullptr, blob), nullptr);
@@ -320,8 +296,6 @@ TEST_F(kstr_server_of, from_the_credential_to_the_target) {
   EXPECT_EQ(error->message.id, 77571);
   EXPECT_FALSE(client);
 
-  server_.reset();
-  pmap_cache_forget();
   slept_ = {};
   target.host = "nowhere.example";
   error = clnt_connect_target(target, list, 0, 0, 3, client);
@@ -358,9 +332,7 @@ TEST_F(kstr_server_of, challenges_of_the_auth_server) {
     if (error != nullptr) continue;
     std::string hex;
     for (std::uint8_t byte : digest) {
-      char two[3];
-      std::snprintf(two, sizeof two, "%02x", byte);
-      hex += two;
+      for (int nibble : {byte >> 4, byte & 15}) hex += "0123456789abcdef"[nibble];
     }
     EXPECT_EQ(hex, r.digest);
   }
@@ -426,8 +398,6 @@ TEST_F(kstr_server_of, sessions) {
     }
     kstr_set_session_tickets({});
     kstr_set_token({});
-    server_.reset();
-    pmap_cache_forget();
   }
   fs::remove_all(root);
 }
