@@ -255,6 +255,37 @@ TEST(connecting, link_local_scopes) {
   }
 }
 
+// A listener whose queue is full does not say so: the connect ends with its time.
+TEST(connecting, a_peer_that_does_not_answer) {
+  sockaddr_storage address = test::fake_resolver::address("127.0.0.1");
+  socklen_t size = sizeof(sockaddr_in);
+  auto *plain = reinterpret_cast<sockaddr *>(&address);
+  std::vector<int> sockets = {socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+  ASSERT_EQ(bind(sockets[0], plain, size), 0);
+  ASSERT_TRUE(listen(sockets[0], 0) == 0 && getsockname(sockets[0], plain, &size) == 0);
+  for (int i = 0; i < 3; i++) {
+    sockets.push_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    (void)!connect(sockets.back(), plain, size);
+  }
+  test::fake_resolver resolver;
+  test::caught_messages caught;
+  int given = -1;
+  auto before = std::chrono::steady_clock::now();
+  EXPECT_FALSE(clnt_tcp_create_wait(address, 1, 1, given, 0, 0, 1));
+  auto took = std::chrono::steady_clock::now() - before;
+  EXPECT_GE(took, 900ms);
+  EXPECT_LT(took, 4s);
+  EXPECT_EQ(clnt_create_error_text(), "Remote system error - Connection timed out");
+  EXPECT_TRUE(err_is(clnt_create_error()->code, 2, 5)) << "which is a time-out";
+  std::string said = caught.text();
+  for (const char *part : {"Timeout in select() - Cancelling!\n",
+                           "Check whether the firewall is blocking the client ports on the host "
+                           "'127.0.0.1'.\n"}) {
+    EXPECT_NE(said.find(part), std::string::npos) << said;
+  }
+  for (int fd : sockets) close(fd);
+}
+
 TEST(socket_buffers, defaults_by_the_environment) {
   struct row {
     int line;

@@ -2,11 +2,9 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <fstream>
 #include <thread>
 
 #include "clnt_error.h"
-#include "debug_markers.h"
 #include "fake_resolver.h"
 #include "pmap_cache.h"
 #include "pmap_lookup.h"
@@ -222,24 +220,6 @@ TEST_F(pmap_test, ports_of_the_two_port_mappers) {
     EXPECT_EQ(row.product, product_port);
     pmap_ports(nullptr, nullptr);
   }
-}
-
-TEST_F(pmap_test, a_marker_file_turns_the_process_list_off) {
-  char directory[] = "/tmp/pmap-marker-XXXXXX";
-  ASSERT_NE(nullptr, mkdtemp(directory));
-  std::string marker = std::string(directory) + "/qvrportcachedisable";
-  std::ofstream(marker) << "";
-  setenv("QVR_DEBUG_DIR", directory, 1);
-  rpc_dirs_reset();
-  pmap_cache_forget();
-  std::thread([&] { look_up(EXECD); }).join();
-  int calls = product.calls();
-  std::thread([&] { look_up(EXECD); }).join();
-  EXPECT_EQ(calls + 1, product.calls());
-  unsetenv("QVR_DEBUG_DIR");
-  rpc_dirs_reset();
-  unlink(marker.c_str());
-  rmdir(directory);
 }
 
 TEST_F(pmap_test, names_of_the_services_behind_ports) {

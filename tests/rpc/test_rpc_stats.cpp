@@ -10,6 +10,7 @@
 #include "clnt_tcp.h"
 #include "debug_markers.h"
 #include "fake_resolver.h"
+#include "pmap_cache.h"
 #include "script_server.h"
 
 namespace qvr {
@@ -189,6 +190,17 @@ TEST_F(rpc_stats_files, nodelayeor_sends_an_empty_end_at_once) {
     EXPECT_EQ(transport.writes.size(), marked ? 2u : 1u);
     EXPECT_EQ(xdrrec_delayed_ends() - before, marked ? 0u : 1u);
   }
+}
+
+TEST_F(rpc_stats_files, qvrportcachedisable_turns_the_list_of_the_process_off) {
+  for (bool marked : {false, true}) {
+    if (marked) mark("qvrportcachedisable");
+    pmap_cache_forget();
+    std::thread([] { pmap_cache_add({390113, 1, 6, 7937}); }).join();
+    EXPECT_EQ(pmap_cache_find(390113, 1, 6), marked ? 0 : 7937);
+  }
+  fs::remove_all(root_ / "debug");
+  pmap_cache_forget();
 }
 
 }  // namespace
