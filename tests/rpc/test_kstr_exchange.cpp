@@ -3,8 +3,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <filesystem>
-#include <fstream>
 
 #include "app_identity.h"
 #include "auth_methods.h"
@@ -18,6 +16,7 @@
 #include "kstr_token.h"
 #include "pmap_cache.h"
 #include "script_server.h"
+#include "temp_dir.h"
 #include "xdr_shared.h"
 
 namespace qvr {
@@ -355,17 +354,14 @@ TEST_F(kstr_server_of, sessions) {
       {__LINE__, nullptr, "stored", false, 12, "auth security token", "<invalid token>"},
       {__LINE__, nullptr, nullptr, true, 0, nullptr, nullptr},
   };
-  namespace fs = std::filesystem;
-  fs::path root = fs::temp_directory_path() / ("kstr_session_" + std::to_string(getpid()));
   const identity_source &me = system_identity();
   for (const row &r : rows) {
     SCOPED_TRACE(r.line);
-    fs::remove_all(root);
-    fs::create_directories(root);
-    setenv("QVR_TOKENS_DIR", root.c_str(), 1);
+    temp_dir tokens;
+    setenv("QVR_TOKENS_DIR", tokens.path().c_str(), 1);
     if (r.key != nullptr) setenv("QVR session ticket key", r.key, 1);
     if (r.token != nullptr) {
-      std::ofstream(root / (".qvrlogin." + me.user_name(me.effective_uid()))) << r.token;
+      tokens.write(".qvrlogin." + me.user_name(me.effective_uid()), r.token);
     }
     serve({[&](const served_call &call) -> std::string {
       if (!r.answers) return {};
@@ -399,7 +395,6 @@ TEST_F(kstr_server_of, sessions) {
     kstr_set_session_tickets({});
     kstr_set_token({});
   }
-  fs::remove_all(root);
 }
 
 }  // namespace

@@ -3,12 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <filesystem>
-#include <fstream>
 #include <functional>
 
 #include "fake_resolver.h"
 #include "kstr_token.h"
+#include "temp_dir.h"
 
 namespace qvr {
 namespace {
@@ -17,13 +16,10 @@ namespace fs = std::filesystem;
 
 class token_file : public testing::Test {
  protected:
-  token_file() : root_(fs::temp_directory_path() / ("kstr_token_" + std::to_string(getpid()))) {
-    fs::create_directories(root_);
-  }
-  ~token_file() override { fs::remove_all(root_); }
   fs::path file() const { return root_ / ".qvrlogin.ann"; }
   fs::path lock() const { return root_ / ".qvrlogin.ann.lck"; }
-  fs::path root_;
+  temp_dir directory_;
+  fs::path root_ = directory_.path();
 };
 
 TEST_F(token_file, reading) {

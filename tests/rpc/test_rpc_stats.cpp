@@ -3,15 +3,13 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <filesystem>
-#include <fstream>
-
 #include "clnt_create.h"
 #include "clnt_tcp.h"
 #include "debug_markers.h"
 #include "fake_resolver.h"
 #include "pmap_cache.h"
 #include "script_server.h"
+#include "temp_dir.h"
 
 namespace qvr {
 namespace {
@@ -20,7 +18,7 @@ namespace fs = std::filesystem;
 
 class rpc_stats_files : public testing::Test {
  protected:
-  rpc_stats_files() : root_(fs::temp_directory_path() / ("rpc_stats_" + std::to_string(getpid()))) {
+  rpc_stats_files() {
     fs::create_directories(root_ / "debug");
     fs::create_directories(root_ / "checksums");
     setenv("QVR_DEBUG_DIR", (root_ / "debug").c_str(), 1);
@@ -31,7 +29,6 @@ class rpc_stats_files : public testing::Test {
     unsetenv("QVR_DEBUG_DIR");
     unsetenv("QVR_CHECKSUMS_DIR");
     rpc_dirs_reset();
-    fs::remove_all(root_);
   }
   void mark(const std::string &name, const std::string &text = {}) {
     std::ofstream(root_ / "debug" / name) << text;
@@ -48,7 +45,8 @@ class rpc_stats_files : public testing::Test {
     std::ifstream in(root_ / "checksums" / files().at(0));
     return {std::istreambuf_iterator<char>(in), {}};
   }
-  fs::path root_;
+  temp_dir directory_;
+  fs::path root_ = directory_.path();
 };
 
 TEST_F(rpc_stats_files, checksums) {

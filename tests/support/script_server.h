@@ -26,8 +26,7 @@ struct served_call {
   std::uint32_t flavor = 0;
   std::string credential;
   std::string arguments;
-  std::string raw;     // the whole record
-  int connection = 0;  // counted from 1
+  std::string raw;  // the whole record
 };
 
 class served_connection {
@@ -39,11 +38,6 @@ class served_connection {
       if (sent <= 0) return;
       bytes.remove_prefix(static_cast<std::size_t>(sent));
     }
-  }
-  void reset() {
-    linger hard = {1, 0};
-    setsockopt(fd_, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
-    closing = true;
   }
   // Until the test is over, or that time has passed.
   void stall(std::chrono::milliseconds time) const {
@@ -81,7 +75,9 @@ class script_server {
  public:
   using handler = std::function<void(served_connection &, const served_call &)>;
 
-  explicit script_server(handler answer, int type = SOCK_STREAM, int family = AF_INET)
+  // `port`: 0 for one of the system's choice. Not `good` where there is none to have.
+  explicit script_server(handler answer, int type = SOCK_STREAM, int family = AF_INET,
+                         std::uint16_t port = 0)
       : answer_(std::move(answer)), type_(type) {
     fd_ = socket(family, type | SOCK_CLOEXEC, 0);
     if (family == AF_INET6) {
@@ -92,6 +88,7 @@ class script_server {
       auto &v4 = reinterpret_cast<sockaddr_in &>(address);
       v4.sin_family = AF_INET;
       v4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+      v4.sin_port = htons(port);
     }
     socklen_t size = family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
     good = bind(fd_, reinterpret_cast<sockaddr *>(&address), size) == 0 &&
@@ -160,7 +157,6 @@ class script_server {
     std::size_t verifier = 32 + ((size + 3) & ~3u);
     std::size_t rest = verifier + 8 + ((word_at(bytes, verifier + 4) + 3) & ~3u);
     if (bytes.size() >= rest) call.arguments = bytes.substr(rest);
-    call.connection = connections;
     std::lock_guard lock(mutex_);
     calls_.push_back(call);
     return call;
