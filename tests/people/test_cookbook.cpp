@@ -91,5 +91,28 @@ TEST_F(documents, examples_of_the_manual_pages_work) {
   }
 }
 
+// Programs that were not written here find the same values in the exports.
+TEST_F(documents, other_programs_read_the_same_table) {
+  const char *readers[] = {
+      "mlr --icsv --ifs tab --onidx --ofs '|' cat table.tsv",
+      "sqlite3 :memory: '.mode tabs' '.import table.tsv t' '.mode list' 'select * from t'",
+      "xsltproc table.xsl table.xml",
+  };
+  std::string prepare =
+      "set -e; export LC_ALL=C.UTF-8; cd $(mktemp -d); trap 'rm -r \"$PWD\"' EXIT; "
+      "$reelscan -a -xc'\\t' -r 'ssid,client,totalsize(20),name' >table.tsv; "
+      "$reelscan -a -xm -r 'ssid,client,totalsize(20),name' >table.xml; xmllint --noout table.xml; "
+      "cat >table.xsl <<'XSL'\n"
+      "<xsl:stylesheet version='1.0' xmlns:xsl='http://www.w3.org/1999/XSL/Transform'>"
+      "<xsl:output method='text'/><xsl:template match='/*'><xsl:for-each select='result'>"
+      "<xsl:value-of select=\"concat(ssid,'|',client,'|',total,'|',name,'&#10;')\"/>"
+      "</xsl:for-each></xsl:template></xsl:stylesheet>\nXSL\n";
+  command_result plain = site()->shell(prepare + "sed 1d table.tsv | tr '\\t' '|' | sort");
+  ASSERT_EQ(plain.err, "");
+  ASSERT_GT(lines_of(plain.out).size(), 1000u);
+  for (const char *reader : readers)
+    EXPECT_EQ(site()->shell(prepare + reader + " | sort").out, plain.out) << reader;
+}
+
 }  // namespace
 }  // namespace qvr::test
