@@ -3,6 +3,7 @@
 
 #include "debug_words.h"
 #include "host_parts.h"
+#include "ks_wrappers.h"
 
 namespace qvr {
 
@@ -20,7 +21,7 @@ std::string reverse_name(const addrinfo &entry, const std::string &address, int 
                                NI_NAMEREQD);
   if (rc == 0) return text;
   error = rc;
-  KS_DEBUG(9, "Reverse DNS lookup failed for %s: %s.\n", address.c_str(), gai_strerror(rc));
+  KS_DEBUG(9, "Reverse DNS lookup failed for %s: %s.\n", address.c_str(), ks_gai_strerror(rc));
   return {};
 }
 
@@ -39,7 +40,7 @@ std::vector<std::string> host_ask_dns(const char *name) {
   addrinfo *found = nullptr;
   int rc = ks_inet_getaddrinfo(name, nullptr, &hints, &found);
   if (rc != 0) {
-    KS_DEBUG(1, "Forward DNS lookup failed for %s: %s\n", name, gai_strerror(rc));
+    KS_DEBUG(1, "Forward DNS lookup failed for %s: %s\n", name, ks_gai_strerror(rc));
     return {};
   }
   std::string canonical = found->ai_canonname != nullptr ? found->ai_canonname : name;
@@ -64,7 +65,7 @@ std::vector<std::string> host_ask_dns(const char *name) {
     KS_DEBUG(1,
              "DNS cache lookup failed for \"%s\": \"%s\". Please ensure that the hostname and its "
              "aliases are updated in the DNS server\n",
-             name, gai_strerror(last_error));
+             name, ks_gai_strerror(last_error));
     return {};
   }
   std::vector<std::string> texts;

@@ -216,7 +216,7 @@ std::string name_of_address(const char *name) {
   if (rc == 0) return text;
   if (ks_get_rdns_state() != KS_RDNS_BANNED || debug_on(1)) {
     msg_print(90480, rc + 12000, MSG_STDERR, "Unable to determine the name of address '%s': %s\n",
-              {{MSG_ARG_ADDRESS, name}, {MSG_ARG_ERRTEXT, gai_strerror(rc)}});
+              {{MSG_ARG_ADDRESS, name}, {MSG_ARG_ERRTEXT, ks_gai_strerror(rc)}});
   }
   return name;
 }

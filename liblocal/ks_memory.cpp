@@ -1,3 +1,5 @@
+#include <netdb.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -30,6 +32,15 @@ struct error_texts_t {
       std::make_unique_for_overwrite<char[]>(ERROR_TEXTS * ERROR_TEXT_SIZE);
   std::size_t next = 0;
 };
+
+const char *keep_error_text(const char *text) {
+  error_texts_t &ring = per_thread<error_texts_t>::get();
+  char *buffer = ring.block.get() + ring.next * ERROR_TEXT_SIZE;
+  ring.next = (ring.next + 1) % ERROR_TEXTS;
+  std::string store;
+  buffer[text_from_locale(text, store).copy(buffer, ERROR_TEXT_SIZE - 1)] = '\0';
+  return buffer;
+}
 
 }  // namespace
 
@@ -69,14 +80,12 @@ std::size_t ks_strlcat(char *to, const char *from, std::size_t size) {
 }
 
 const char *ks_strerror(int error) {
-  error_texts_t &ring = per_thread<error_texts_t>::get();
-  char *buffer = ring.block.get() + ring.next * ERROR_TEXT_SIZE;
-  ring.next = (ring.next + 1) % ERROR_TEXTS;
   char room[256];
-  std::string store;
-  std::string_view text = text_from_locale(strerror_r(error, room, sizeof room), store);
-  buffer[text.copy(buffer, ERROR_TEXT_SIZE - 1)] = '\0';
-  return buffer;
+  return keep_error_text(strerror_r(error, room, sizeof room));
+}
+
+const char *ks_gai_strerror(int result) {
+  return keep_error_text(gai_strerror(result));
 }
 
 }  // namespace qvr

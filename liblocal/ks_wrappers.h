@@ -28,6 +28,8 @@ std::size_t ks_strlcat(char *to, const char *from, std::size_t size);
 // The text of an errno value in the internal code set. It lies in a ring of the calling thread of
 // 200 buffers of 3072 bytes and stays valid for the thread's next 199 calls.
 const char *ks_strerror(int error);
+// The same of a result of getaddrinfo(3) and its kin, in the same ring.
+const char *ks_gai_strerror(int result);
 // A bounded print through the format engine (format.h): `size` counts the NUL, the result is the
 // length of what was written.
 std::size_t ks_snprintf(char *to, std::size_t size, const char *format, ...)

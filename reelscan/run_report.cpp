@@ -8,6 +8,7 @@
 #include "debug_words.h"
 #include "fetch_request.h"
 #include "fetch_volumes.h"
+#include "ks_wrappers.h"
 #include "msg.h"
 #include "plan.h"
 #include "report_output.h"
@@ -65,7 +66,7 @@ int fetch_failed(const fetch_result_t &result) {
   for (const failure_row_t &row : failure_rows) {
     if (row.failure != result.failure) continue;
     msg_print(row.id, result.error + 15000, MSG_STDERR, row.format,
-              {{MSG_ARG_ERRTEXT, std::strerror(result.error)}});
+              {{MSG_ARG_ERRTEXT, ks_strerror(result.error)}});
   }
   return NOT_PRINTED;
 }

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "export_spec.h"
+#include "ks_wrappers.h"
 #include "msg.h"
 #include "text_convert.h"
 
@@ -24,7 +25,7 @@ std::string_view trimmed(std::string_view text) {
 
 void value_lost() {
   msg_print(109666, 15000 + ENOMEM, MSG_STDERR, "Unable to log message to report output: %s\n",
-            {{MSG_ARG_ERRTEXT, std::strerror(ENOMEM)}});
+            {{MSG_ARG_ERRTEXT, ks_strerror(ENOMEM)}});
 }
 
 }  // namespace

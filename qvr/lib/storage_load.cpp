@@ -6,6 +6,7 @@
 #include "debug_words.h"
 #include "ks_errors.h"
 #include "ks_mutex.h"
+#include "ks_wrappers.h"
 
 namespace qvr {
 
@@ -191,11 +192,11 @@ errobj_t *load_save_sqldb(const cat_session &session, memory_database &memory,
   KSMutex *lock = storage_load_lock();
   int status = ks_mutex_lock(lock);
   if (status != 0)
-    return err_create(106788, 55000,
-                      "Unable to obtain a lock during index database load due to the error: %s "
-                      "(%d).\n",
-                      {{MSG_ARG_ERRTEXT, std::strerror(ks_errno_of(status))},
-                       {MSG_ARG_INT, number_text(status)}});
+    return err_create(
+        106788, 55000,
+        "Unable to obtain a lock during index database load due to the error: %s "
+        "(%d).\n",
+        {{MSG_ARG_ERRTEXT, ks_strerror(ks_errno_of(status))}, {MSG_ARG_INT, number_text(status)}});
   errobj_t *error = load_locked(session, memory, path, merge);
   status = ks_mutex_unlock(lock);
   if (status == 0 || error != nullptr) return error;
@@ -203,7 +204,7 @@ errobj_t *load_save_sqldb(const cat_session &session, memory_database &memory,
       106792, 55170,
       "Unable to remove a lock during index database load due to the error: %s "
       "(%d).\n",
-      {{MSG_ARG_ERRTEXT, std::strerror(ks_errno_of(status))}, {MSG_ARG_INT, number_text(status)}});
+      {{MSG_ARG_ERRTEXT, ks_strerror(ks_errno_of(status))}, {MSG_ARG_INT, number_text(status)}});
 }
 
 errobj_t *load_record(const cat_session &session, memory_database &memory, const std::string &path,

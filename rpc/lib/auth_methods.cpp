@@ -10,6 +10,7 @@
 #include "auth_handle.h"
 #include "debug_words.h"
 #include "hosts.h"
+#include "ks_wrappers.h"
 #include "msg.h"
 #include "rpc_state.h"
 
@@ -62,7 +63,7 @@ errobj_t *resolve_host(const std::string &host, std::vector<sockaddr_storage> &a
   }
   if (result != 0) {
     return err_create(61239, bad_value_code, "Unable to look up host '%s': %s\n",
-                      {{MSG_ARG_HOST, host}, {MSG_ARG_ERRTEXT, gai_strerror(result)}});
+                      {{MSG_ARG_HOST, host}, {MSG_ARG_ERRTEXT, ks_gai_strerror(result)}});
   }
   for (const addrinfo *info = found; info != nullptr; info = info->ai_next) {
     sockaddr_storage address = {};

@@ -7,6 +7,7 @@
 #include "clnt_create.h"
 #include "clnt_error.h"
 #include "hosts.h"
+#include "ks_wrappers.h"
 #include "msg.h"
 #include "pmap_lookup.h"
 #include "pmap_ports.h"
@@ -29,7 +30,7 @@ std::unique_ptr<CLIENT> open_mapper(const std::string &host, std::uint16_t mappe
   if (rc != 0) {
     msg_print(172081, 22000 + RPC_UNKNOWNHOST, MSG_STDERR,
               "Unable to retrieve the DNS information for host '%s': %s.\n",
-              {{MSG_ARG_HOST, host}, {MSG_ARG_ERRTEXT, gai_strerror(rc)}});
+              {{MSG_ARG_HOST, host}, {MSG_ARG_ERRTEXT, ks_gai_strerror(rc)}});
     return nullptr;
   }
   std::unique_ptr<CLIENT> client;

@@ -14,6 +14,7 @@
 
 #include "debug_markers.h"
 #include "debug_words.h"
+#include "ks_wrappers.h"
 #include "msg.h"
 
 namespace qvr {
@@ -160,7 +161,7 @@ void rpc_stats_start(rpc_stats &stats, xdr_record_stream &stream, int socket, st
   if (fd < 0) {
     int code = errno + 12000;
     msg_print(61332, code, MSG_STDERR, "Failed to open RPC statistics file %s: %s\n",
-              {{MSG_ARG_PATH, path}, {MSG_ARG_ERRTEXT, std::strerror(errno)}});
+              {{MSG_ARG_PATH, path}, {MSG_ARG_ERRTEXT, ks_strerror(errno)}});
     return;
   }
   stats.file_ = fd;

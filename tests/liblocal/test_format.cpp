@@ -106,29 +106,27 @@ TEST(format, formats_that_name_positions_or_mean_harm) {
     int line;
     const char *format;
     const char *text;
-  } rows[] = {
-      {__LINE__, "%2$s %1$d", "ab 5"},
-      {__LINE__, "%2$s %2$s", "ab ab"},
-      {__LINE__, "%2$*1$s|", "   ab|"},
-      {__LINE__, "%2$-*1$s|", "ab   |"},
-      {__LINE__, "%*s|", "   ab|"},
-      {__LINE__, "%1$05d", "00005"},
-      {__LINE__, "100%%", "100%"},
-      {__LINE__, "50%% of %d%%", "50% of 5%"},
-      {__LINE__, "ends in %", "ends in %"},
-      {__LINE__, "ends in %-5.", "ends in %-5."},
-      {__LINE__, "%n", "%n"},
-      {__LINE__, "%hn%ln%lln", "%hn%ln%lln"},
-      {__LINE__, "%S|%C|%ls|%hs|%Ls", "%S|%C|%ls|%hs|%Ls"},
-      {__LINE__, "%lf|%a|%Ld", "%lf|%a|%Ld"},
-      {__LINE__, "%zd|%jd", "%zd|%jd"},
-      {__LINE__, "%!d", "%!d"},
-      {__LINE__, "%l|%h.", "%l|%h."},
-      // One position with two classes is fetched once; the other conversion prints itself.
-      {__LINE__, "%1$s %1$d", "%1$s 5"},
-      {__LINE__, "%1$d %2$*2$s", "5 ab"},
-      {__LINE__, "%3$ld%1$d", "75"},
-  };
+  } rows[] = {{__LINE__, "%2$s %1$d", "ab 5"},
+              {__LINE__, "%2$s %2$s", "ab ab"},
+              {__LINE__, "%2$*1$s|", "   ab|"},
+              {__LINE__, "%2$-*1$s|", "ab   |"},
+              {__LINE__, "%*s|", "   ab|"},
+              {__LINE__, "%1$05d", "00005"},
+              {__LINE__, "100%%", "100%"},
+              {__LINE__, "50%% of %d%%", "50% of 5%"},
+              {__LINE__, "ends in %", "ends in %"},
+              {__LINE__, "ends in %-5.", "ends in %-5."},
+              {__LINE__, "%n", "%n"},
+              {__LINE__, "%hn%ln%lln", "%hn%ln%lln"},
+              {__LINE__, "%S|%C|%ls|%hs|%Ls", "%S|%C|%ls|%hs|%Ls"},
+              {__LINE__, "%lf|%a|%Ld", "%lf|%a|%Ld"},
+              {__LINE__, "%zd|%jd", "%zd|%jd"},
+              {__LINE__, "%!d", "%!d"},
+              {__LINE__, "%l|%h.", "%l|%h."},
+              // One position with two classes is fetched once; the other conversion prints itself.
+              {__LINE__, "%1$s %1$d", "%1$s 5"},
+              {__LINE__, "%1$d %2$*2$s", "5 ab"},
+              {__LINE__, "%3$ld%1$d", "75"}};
   for (const auto &row : rows) {
     SCOPED_TRACE(row.line);
     EXPECT_EQ(ours(row.format, 5, "ab", 7L), row.text);
@@ -139,25 +137,23 @@ TEST(format, widths_and_precisions_count_cells) {
   struct {
     int line;
     const char *format, *value, *text;
-  } rows[] = {
-      {__LINE__, "%10s|", "日本語日本", "日本語日本|"},
-      {__LINE__, "%10s|", "abcdefghij", "abcdefghij|"},
-      {__LINE__, "%10s|", "abcde", "     abcde|"},
-      {__LINE__, "%-7s|", "日本", "日本   |"},
-      {__LINE__, "%6s|", "grün", "  grün|"},
-      {__LINE__, "%.3s|", "日本語", "日|"},
-      {__LINE__, "%.4s|", "日本語", "日本|"},
-      {__LINE__, "%.0s|", "日本語", "|"},
-      {__LINE__, "%5.3s|", "日本語", "   日|"},
-      {__LINE__, "%-5.3s|", "grün", "grü  |"},
-      {__LINE__, "%.9s|", "ab", "ab|"},
-      // A cut never stands on a byte that continues a character, not even a stray one.
-      {__LINE__, "%.2s|", "a\x80\x80", "|"},
-      {__LINE__, "%.1s|", "\xe6\x97", "|"},
-      {__LINE__, "%.2s|", "\xe6\x97", "\xe6\x97|"},
-      {__LINE__, "%.3s|", nullptr, "nul|"},
-      {__LINE__, "%6s|", nullptr, "  null|"},
-  };
+  } rows[] = {{__LINE__, "%10s|", "日本語日本", "日本語日本|"},
+              {__LINE__, "%10s|", "abcdefghij", "abcdefghij|"},
+              {__LINE__, "%10s|", "abcde", "     abcde|"},
+              {__LINE__, "%-7s|", "日本", "日本   |"},
+              {__LINE__, "%6s|", "grün", "  grün|"},
+              {__LINE__, "%.3s|", "日本語", "日|"},
+              {__LINE__, "%.4s|", "日本語", "日本|"},
+              {__LINE__, "%.0s|", "日本語", "|"},
+              {__LINE__, "%5.3s|", "日本語", "   日|"},
+              {__LINE__, "%-5.3s|", "grün", "grü  |"},
+              {__LINE__, "%.9s|", "ab", "ab|"},
+              // A cut never stands on a byte that continues a character, not even a stray one.
+              {__LINE__, "%.2s|", "a\x80\x80", "|"},
+              {__LINE__, "%.1s|", "\xe6\x97", "|"},
+              {__LINE__, "%.2s|", "\xe6\x97", "\xe6\x97|"},
+              {__LINE__, "%.3s|", nullptr, "nul|"},
+              {__LINE__, "%6s|", nullptr, "  null|"}};
   for (const auto &row : rows) {
     SCOPED_TRACE(row.line);
     EXPECT_EQ(ours(row.format, row.value), row.text);
@@ -274,8 +270,7 @@ TEST(format, tells_what_went_wrong) {
        "i18n_vsnprintf: Truncation detected during parameter precision formatting\n"},
       {__LINE__, 2, "%m", "Failed to identify '%m' string formatting symbol\n"},
       {__LINE__, 1, "%m", ""},
-      {__LINE__, 5, "%d", ""},
-  };
+      {__LINE__, 5, "%d", ""}};
   for (const auto &row : rows) {
     SCOPED_TRACE(row.line);
     char buffer[20];

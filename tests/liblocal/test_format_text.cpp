@@ -77,27 +77,25 @@ TEST(number_text, from_text) {
     std::uint64_t u;
     int i_status;
     std::int64_t i;
-  } rows[] = {
-      {__LINE__, "0", 10, 1, 0, 0, 0, 0},
-      {__LINE__, "+42x", 10, 3, 0, 42, 0, 42},
-      {__LINE__, "-1", 10, 2, 34, 0, 0, -1},
-      {__LINE__, "", 10, 0, 22, 0, 22, 0},
-      {__LINE__, "-", 10, 1, 22, 0, 22, 0},
-      {__LINE__, " 1", 10, 0, 22, 0, 22, 0},
-      {__LINE__, "0x1F", 16, 4, 0, 31, 0, 31},
-      {__LINE__, "1f", 16, 2, 0, 31, 0, 31},
-      {__LINE__, "0x1f", 10, 1, 0, 0, 0, 0},
-      {__LINE__, "zZ", 36, 2, 0, 35 * 36 + 35, 0, 35 * 36 + 35},
-      {__LINE__, "129", 2, 1, 0, 1, 0, 1},
-      {__LINE__, "9223372036854775807", 10, 19, 0, 0x7fffffffffffffff, 0, top},
-      {__LINE__, "9223372036854775808", 10, 19, 0, 0x8000000000000000, 34, top},
-      {__LINE__, "-9223372036854775808", 10, 20, 34, 0, 0, bottom},
-      {__LINE__, "-9223372036854775809", 10, 20, 34, 0, 34, bottom},
-      {__LINE__, "18446744073709551615", 10, 20, 0, most, 34, top},
-      {__LINE__, "18446744073709551616", 10, 19, 34, most, 34, top},
-      {__LINE__, "99999999999999999999", 10, 19, 34, most, 34, top},
-      {__LINE__, "-99999999999999999999", 10, 20, 34, 0, 34, bottom},
-  };
+  } rows[] = {{__LINE__, "0", 10, 1, 0, 0, 0, 0},
+              {__LINE__, "+42x", 10, 3, 0, 42, 0, 42},
+              {__LINE__, "-1", 10, 2, 34, 0, 0, -1},
+              {__LINE__, "", 10, 0, 22, 0, 22, 0},
+              {__LINE__, "-", 10, 1, 22, 0, 22, 0},
+              {__LINE__, " 1", 10, 0, 22, 0, 22, 0},
+              {__LINE__, "0x1F", 16, 4, 0, 31, 0, 31},
+              {__LINE__, "1f", 16, 2, 0, 31, 0, 31},
+              {__LINE__, "0x1f", 10, 1, 0, 0, 0, 0},
+              {__LINE__, "zZ", 36, 2, 0, 35 * 36 + 35, 0, 35 * 36 + 35},
+              {__LINE__, "129", 2, 1, 0, 1, 0, 1},
+              {__LINE__, "9223372036854775807", 10, 19, 0, 0x7fffffffffffffff, 0, top},
+              {__LINE__, "9223372036854775808", 10, 19, 0, 0x8000000000000000, 34, top},
+              {__LINE__, "-9223372036854775808", 10, 20, 34, 0, 0, bottom},
+              {__LINE__, "-9223372036854775809", 10, 20, 34, 0, 34, bottom},
+              {__LINE__, "18446744073709551615", 10, 20, 0, most, 34, top},
+              {__LINE__, "18446744073709551616", 10, 19, 34, most, 34, top},
+              {__LINE__, "99999999999999999999", 10, 19, 34, most, 34, top},
+              {__LINE__, "-99999999999999999999", 10, 20, 34, 0, 34, bottom}};
   for (const auto &row : rows) {
     SCOPED_TRACE(row.line);
     const char *end;
@@ -149,18 +147,16 @@ TEST(text_convert, well_formed_utf8) {
     int line;
     std::string_view text;
     bool valid;
-  } rows[] = {
-      {__LINE__, "", true},
-      {__LINE__, "grün 日本 \xf0\x9f\x98\x80", true},
-      {__LINE__, "\x80", false},
-      {__LINE__, "\xc0\xaf", false},          // longer than it need be
-      {__LINE__, "\xe0\x80\xaf", false},      //
-      {__LINE__, "\xf0\x80\x80\xaf", false},  //
-      {__LINE__, "\xed\xa0\x80", false},      // half of a pair
-      {__LINE__, "\xf4\x90\x80\x80", false},  // above the last character
-      {__LINE__, "\xe6\x97", false},
-      {__LINE__, "\xfe", false},
-  };
+  } rows[] = {{__LINE__, "", true},
+              {__LINE__, "grün 日本 \xf0\x9f\x98\x80", true},
+              {__LINE__, "\x80", false},
+              {__LINE__, "\xc0\xaf", false},          // longer than it need be
+              {__LINE__, "\xe0\x80\xaf", false},      //
+              {__LINE__, "\xf0\x80\x80\xaf", false},  //
+              {__LINE__, "\xed\xa0\x80", false},      // half of a pair
+              {__LINE__, "\xf4\x90\x80\x80", false},  // above the last character
+              {__LINE__, "\xe6\x97", false},
+              {__LINE__, "\xfe", false}};
   for (const auto &row : rows) {
     SCOPED_TRACE(row.line);
     EXPECT_EQ(utf8_valid(row.text), row.valid);

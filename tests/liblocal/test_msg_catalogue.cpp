@@ -62,26 +62,24 @@ TEST_F(catalogues, look_up_by_id_and_locale) {
     int line;
     std::int32_t id;
     const char *locale, *wanted;
-  } rows[] = {
-      {__LINE__, 347, "de_DE", "Fehler bei der Anmeldung"},
-      {__LINE__, 347, "de_DE.UTF-8", "Fehler bei der Anmeldung"},
-      {__LINE__, 347, "de_DE.ISO8859-1", "Fehler bei der Anmeldung"},
-      {__LINE__, 10001, "de_DE", "zehntausendeins"},
-      {__LINE__, 144307, "de_DE", "Nur %d Mal -A."},
-      {__LINE__, 346, "de_DE", "default"},
-      {__LINE__, 0, "de_DE", "default"},
-      {__LINE__, -5, "de_DE", "default"},
-      {__LINE__, 900, "fr_FR", "neuf cents"},
-      {__LINE__, 900, "fr_FR.utf8", "neuf cents"},
-      {__LINE__, 900, "it_IT", "default"},
-      {__LINE__, 347, "es_ES", "default"},
-      {__LINE__, 347, "xx_XX", "default"},
-      {__LINE__, 347, "en", "default"},
-      {__LINE__, 347, "", "default"},
-      {__LINE__, 347, "en_us.UTF-8", "default"},
-      {__LINE__, 347, "British ENGLISH", "default"},
-      {__LINE__, 347, nullptr, "default"},
-  };
+  } rows[] = {{__LINE__, 347, "de_DE", "Fehler bei der Anmeldung"},
+              {__LINE__, 347, "de_DE.UTF-8", "Fehler bei der Anmeldung"},
+              {__LINE__, 347, "de_DE.ISO8859-1", "Fehler bei der Anmeldung"},
+              {__LINE__, 10001, "de_DE", "zehntausendeins"},
+              {__LINE__, 144307, "de_DE", "Nur %d Mal -A."},
+              {__LINE__, 346, "de_DE", "default"},
+              {__LINE__, 0, "de_DE", "default"},
+              {__LINE__, -5, "de_DE", "default"},
+              {__LINE__, 900, "fr_FR", "neuf cents"},
+              {__LINE__, 900, "fr_FR.utf8", "neuf cents"},
+              {__LINE__, 900, "it_IT", "default"},
+              {__LINE__, 347, "es_ES", "default"},
+              {__LINE__, 347, "xx_XX", "default"},
+              {__LINE__, 347, "en", "default"},
+              {__LINE__, 347, "", "default"},
+              {__LINE__, 347, "en_us.UTF-8", "default"},
+              {__LINE__, 347, "British ENGLISH", "default"},
+              {__LINE__, 347, nullptr, "default"}};
   for (const auto &r : rows) {
     SCOPED_TRACE(r.line);
     errno = 77;

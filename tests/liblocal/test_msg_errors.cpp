@@ -48,8 +48,7 @@ TEST(err, numbers_of_classes) {
       {__LINE__, 25, 2, 253002, 8120, "Out of memory"},
       {__LINE__, 25, 5, 253005, 144520, "Database query error"},
       {__LINE__, 5, 7, 50007, 0, "Unknown error"},
-      {__LINE__, 33, 7, 330007, 0, "Unknown error"},
-  };
+      {__LINE__, 33, 7, 330007, 0, "Unknown error"}};
   for (const auto &r : rows) {
     SCOPED_TRACE(r.line);
     errobj_t *error = err_from_table(r.cls, r.number);

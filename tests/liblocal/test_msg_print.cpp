@@ -83,8 +83,7 @@ TEST_F(msg_output, console_forms_of_print_and_deliver) {
       {__LINE__, 900, 16 + 3, false, "text 7\n", "900:reelscan:text 7\n", "text 7",
        "900:reelscan:text 7"},
       {__LINE__, 900, 8 + 128 + 2, false, "", "text 7\n", "", "text 7"},
-      {__LINE__, 0, 64 + 2, false, "", "text 7\n", "", "text 7"},
-  };
+      {__LINE__, 0, 64 + 2, false, "", "text 7\n", "", "text 7"}};
   for (const row &r : rows) {
     SCOPED_TRACE(r.line);
     msg_outlets().force_id = r.forced;
@@ -168,20 +167,18 @@ TEST_F(msg_output, log_modes) {
     bool service;
     bool raw, rendered, further, console;
   };
-  const row rows[] = {
-      {__LINE__, 8 | 2, 0, false, true, true, false, true},
-      {__LINE__, 64, 0, false, true, true, false, false},
-      {__LINE__, 16 | 2, 0, false, false, true, false, true},
-      {__LINE__, 16 | 2, 16, false, false, false, false, true},
-      {__LINE__, 8 | 2, 16, false, true, true, false, true},
-      {__LINE__, 8 | 2, 32, false, false, true, false, true},
-      {__LINE__, 8, 32, false, true, true, false, false},
-      {__LINE__, 64, 128, false, false, false, true, false},
-      {__LINE__, 64 | 2, 128, false, true, true, true, true},
-      {__LINE__, 2, 0, true, false, true, false, true},
-      {__LINE__, 2, 16, true, false, true, false, false},
-      {__LINE__, 256 | 3, 0, false, true, true, false, false},
-  };
+  const row rows[] = {{__LINE__, 8 | 2, 0, false, true, true, false, true},
+                      {__LINE__, 64, 0, false, true, true, false, false},
+                      {__LINE__, 16 | 2, 0, false, false, true, false, true},
+                      {__LINE__, 16 | 2, 16, false, false, false, false, true},
+                      {__LINE__, 8 | 2, 16, false, true, true, false, true},
+                      {__LINE__, 8 | 2, 32, false, false, true, false, true},
+                      {__LINE__, 8, 32, false, true, true, false, false},
+                      {__LINE__, 64, 128, false, false, false, true, false},
+                      {__LINE__, 64 | 2, 128, false, true, true, true, true},
+                      {__LINE__, 2, 0, true, false, true, false, true},
+                      {__LINE__, 2, 16, true, false, true, false, false},
+                      {__LINE__, 256 | 3, 0, false, true, true, false, false}};
   for (const row &r : rows) {
     SCOPED_TRACE(r.line);
     msg_outlets_t &outlets = msg_outlets();
