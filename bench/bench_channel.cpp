@@ -22,15 +22,16 @@ std::uint64_t allocations = 0;
 
 }  // namespace
 
-void *operator new(std::size_t size) {
+// Not inline, for the optimiser would see new go with free.
+[[gnu::noinline]] void *operator new(std::size_t size) {
   allocations++;
   if (void *memory = std::malloc(size != 0 ? size : 1)) return memory;
   std::abort();
 }
-void operator delete(void *memory) noexcept {
+[[gnu::noinline]] void operator delete(void *memory) noexcept {
   std::free(memory);
 }
-void operator delete(void *memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void *memory, std::size_t) noexcept {
   std::free(memory);
 }
 
