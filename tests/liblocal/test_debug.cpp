@@ -21,6 +21,7 @@
 #include "msg_process.h"
 #include "progname.h"
 #include "tee.h"
+#include "temp_dir.h"
 
 namespace qvr {
 namespace {
@@ -44,9 +45,6 @@ std::string file_text(const fs::path &path) {
 class debug_output : public testing::Test {
  protected:
   void SetUp() override {
-    char name[] = "/tmp/debug-output-XXXXXX";
-    ASSERT_NE(mkdtemp(name), nullptr);
-    directory_ = name;
     ks_set_progname("reelscan");
     debug_words.time_stamps = 0;
   }
@@ -59,9 +57,8 @@ class debug_output : public testing::Test {
          {"QVR_STRICT_LEVEL", "QVR_DEBUG_DIR", "QVR_DIR_PATH", "QVR_TMP_DIR", "QVR_DEBUGPROCS"}) {
       unsetenv(name);
     }
-    fs::remove_all(directory_);
   }
-  fs::path directory_;
+  temp_dir directory_;
 };
 
 TEST_F(debug_output, levels_and_mask_open_lines) {
@@ -153,15 +150,15 @@ TEST_F(debug_output, thread_keeps_its_last_error) {
 }
 
 TEST_F(debug_output, files_of_process_and_thread) {
-  const std::string process = directory_ / "process", own = directory_ / "thread";
+  const std::string process = directory_.file("process"), own = directory_.file("thread");
   debug_set_level(2);
   // What cannot be opened leaves the output where it was.
   std::string told = stderr_of([&] {
-    dfopen((directory_ / "no" / "file").c_str());
+    dfopen(directory_.file("no/file").c_str());
     dfopen_thread_level(nullptr);
     dprintf_raw("\n");
   });
-  EXPECT_EQ(told, "reelscan-D2 dfopen: Unable to open file " + (directory_ / "no/file").string() +
+  EXPECT_EQ(told, "reelscan-D2 dfopen: Unable to open file " + directory_.file("no/file") +
                       " for writing.\nreelscan-D2 dfopen_thread_level: filename is null ..\n");
   told = stderr_of([&] {
     dfopen(process.c_str());
@@ -195,13 +192,13 @@ TEST_F(debug_output, files_of_process_and_thread) {
                                 "reelscan: reelscan-D1 own\n");
   // A thread's file alone does not keep its lines from going out.
   told = stderr_of([&] {
-    dfopen_use_existing_thread_filehndl(std::fopen((directory_ / "third").c_str(), "a"));
+    dfopen_use_existing_thread_filehndl(std::fopen(directory_.file("third").c_str(), "a"));
     debug_words.file_time_prefix = 1;
     dprintf_level(1, "x\n");
     dfclose_thread_level();
   });
   EXPECT_EQ(told, "reelscan-D1 x\n");
-  EXPECT_THAT(file_text(directory_ / "third"),
+  EXPECT_THAT(file_text(directory_.file("third")),
               testing::ContainsRegex("^[0-9/]{8} [0-9:.]{15} reelscan: reelscan-D1 x\n$"));
 }
 
@@ -239,21 +236,21 @@ TEST_F(debug_output, settings_while_running) {
 }
 
 TEST_F(debug_output, signal_reads_the_file_and_deletes_it) {
-  setenv("QVR_TMP_DIR", directory_.c_str(), 1);
+  setenv("QVR_TMP_DIR", directory_.path().c_str(), 1);
   struct sigaction earlier {};
   sigaction(SIGUSR2, nullptr, &earlier);
   ASSERT_TRUE(debug_settings_install());
-  std::ofstream(directory_ / "ksdbg.tmp") << "Debug=4\n";
+  directory_.write("ksdbg.tmp", "Debug=4\n");
   EXPECT_EQ(stderr_of([] { raise(SIGUSR2); }), "7 Changing Debug level from 0 to 4 0\n");
   EXPECT_EQ(debug_words.level, 4);
-  EXPECT_FALSE(fs::exists(directory_ / "ksdbg.tmp"));
+  EXPECT_FALSE(fs::exists(directory_.file("ksdbg.tmp")));
   EXPECT_EQ(stderr_of([] { raise(SIGUSR2); }), "");
   sigaction(SIGUSR2, &earlier, nullptr);
 }
 
 TEST_F(debug_output, level_from_the_file_of_programs) {
-  setenv("QVR_DEBUG_DIR", directory_.c_str(), 1);
-  std::ofstream(directory_ / "qvrdebugconfig") << "qvrd=9\nnoise\nREELSCAN=3\nreelscanner=7\n";
+  setenv("QVR_DEBUG_DIR", directory_.path().c_str(), 1);
+  directory_.write("qvrdebugconfig", "qvrd=9\nnoise\nREELSCAN=3\nreelscanner=7\n");
   EXPECT_EQ(stderr_of([] { debug_config_read(); }),
             "190259:reelscan: ******** Setting debug level from qvrdebugconfig file in qvr "
             "directory **************\n");
@@ -312,7 +309,7 @@ TEST_F(debug_output, excepted_descriptors_are_ten) {
 }
 
 TEST_F(debug_output, tee_copies_both_streams) {
-  const std::string path = directory_ / "tee";
+  const std::string path = directory_.file("tee");
   debug_set_level(3);
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
@@ -331,7 +328,7 @@ TEST_F(debug_output, tee_copies_both_streams) {
 }
 
 TEST_F(debug_output, tee_that_cannot_write_leaves_the_streams_alone) {
-  const std::string path = directory_ / "no" / "tee";
+  const std::string path = directory_.file("no/tee");
   debug_set_level(2);
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
