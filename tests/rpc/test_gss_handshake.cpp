@@ -293,9 +293,9 @@ TEST(gss_handshake, one_bit_at_each_byte_of_a_reply_on_the_channel) {
     std::string bytes = record(s.fragment_of(reply_head(call.xid, RPCSEC_GSS, "") + word(5)));
     size = bytes.size();
     bytes[at] = static_cast<char>(bytes[at] ^ (1 << (at % 8)));
-    connection.send(bytes);
     // A length that is too long would be waited for.
     connection.closing = at < 4;
+    connection.send(bytes);
     return true;
   };
   do {
