@@ -139,7 +139,7 @@ TEST(identity, chains_cross_the_wire) {
   id.user = "ann";
   id.groups = {"a", "b"};
   attrlist_set(id.attributes, "hostname", "vault");
-  for (std::size_t count : {1, 3, 16, 17}) {
+  for (std::size_t count : std::initializer_list<std::size_t>{1, 3, 16, 17}) {
     SCOPED_TRACE(count);
     xdr_memory_writer out;
     ASSERT_TRUE(xdr_put_identities(out, std::vector<auth_identity>(count, id)));

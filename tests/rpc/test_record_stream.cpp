@@ -104,7 +104,8 @@ TEST(record_stream, large_writes) {
 TEST(record_stream, any_fragments_and_any_reads) {
   const std::string payload = payload_of(3 * 4096);
   for (std::uint32_t type : {XDRREC_SIMPLE, XDRREC_VECTORED}) {
-    for (std::size_t fragment : {1, 3, 4, 7, 200, 201, 4096, 20000}) {
+    for (std::size_t fragment :
+         std::initializer_list<std::size_t>{1, 3, 4, 7, 200, 201, 4096, 20000}) {
       for (std::vector<std::size_t> pieces :
            {std::vector<std::size_t>{1}, {3}, {4, 1}, {5, 64}, {997}, {SIZE_MAX}}) {
         for (std::uint32_t receive : {100u, 4000u, 65536u}) {

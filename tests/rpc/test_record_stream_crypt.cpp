@@ -98,7 +98,7 @@ TEST(record_crypt, expiring_keys) {
 
 TEST(record_crypt, any_fragments_and_any_reads) {
   const std::string payload = payload_of(1200);
-  for (std::size_t fragment : {4, 36, 400, 1200}) {
+  for (std::size_t fragment : std::initializer_list<std::size_t>{4, 36, 400, 1200}) {
     for (std::size_t piece : {std::size_t{1}, std::size_t{7}, std::size_t{500}, SIZE_MAX}) {
       SCOPED_TRACE(testing::Message() << fragment << " piece " << piece);
       std::string wire;
