@@ -19,6 +19,7 @@ const char *const LAB_FAULT_HELP =
     "  close=N            close after N bytes of replies on the connection\n"
     "  cut=N              close after N bytes of replies over all such connections; a further\n"
     "                     strike closes the next connection after as many bytes of its own\n"
+    "                     (with refuse: and no other connection is taken or answered from then)\n"
     "  reset              closes become resets\n"
     "  spoil=N:MASK       byte N of the replies over all such connections, by these bits\n"
     "  trickle=MS         one byte a segment, MS milliseconds between them\n"

@@ -77,6 +77,7 @@ lab_fault lab_faults::on_connect(const fault_connection &connection) {
   lab_fault sum;
   for (rule_t &rule : rules_) {
     if (!rule.fault.refuse || !matches(rule, connection) || spent(rule)) continue;
+    if (rule.fault.cut_after && !rule.struck_at) continue;
     rule.strikes++;
     sum.refuse = true;
     sum.reset |= rule.fault.reset;
@@ -112,7 +113,7 @@ std::uint64_t lab_faults::allowed(const fault_connection &connection, std::uint6
     if (fault.close_after) {
       room = *fault.close_after - std::min(*fault.close_after, sent);
     } else if (rule.struck_at) {
-      room = *rule.struck_at - std::min(*rule.struck_at, sent);
+      room = fault.refuse ? 0 : *rule.struck_at - std::min(*rule.struck_at, sent);
     } else {
       room = *fault.cut_after - std::min(*fault.cut_after, rule.bytes);
       rule.bytes += std::min(room, size);

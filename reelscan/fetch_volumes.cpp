@@ -10,6 +10,7 @@
 #include "queries.h"
 #include "session.h"
 #include "thread_queue.h"
+#include "volume_lookup.h"
 
 namespace qvr {
 
@@ -81,13 +82,9 @@ class volume_pipe {
   std::condition_variable changed_;
 };
 
-// From the cache of the calling worker's session.
-constexpr auto session_volumes = [](const ksui &volid) { return cached_vol(volid); };
-
 // A volume that could not be had is passed over without a message; only this line tells of it.
-void tell_passed_over(const char *what, const ksui &volid) {
-  const errobj_t *error = debug_on(1) ? mif_last_error() : nullptr;
-  if (error == nullptr) return;
+void tell_passed_over(const char *what, const ksui &volid, const errobj_t *error) {
+  if (error == nullptr || !debug_on(1)) return;
   KS_DEBUG(1, "volume walk: %s '%s' passed over (%d: %s)\n", what,
            ksui_ring_text(volid, ksui_form::short_form), error->code, error->text.c_str());
 }
@@ -96,7 +93,7 @@ void tell_passed_over(const char *what, const ksui &volid) {
 vol_t *fetch_fresh(const vol_t &listed, volume_slot_t &slot) {
   slot.fresh = get_vol_id(listed.volid, true);
   if (!slot.fresh.empty()) return slot.fresh.rows.front();
-  tell_passed_over("volume", listed.volid);
+  tell_passed_over("volume", listed.volid, mif_last_error());
   return nullptr;
 }
 
@@ -106,7 +103,7 @@ void fetch_save_sets(const volume_fetch_t &fetch, const vol_t &fresh, const vol_
   if (fresh.nssids == 0) return;
   slot.save_sets = fetchss_ids(fresh.savesets(), true);
   if (slot.save_sets.empty()) {
-    tell_passed_over("save sets of volume", fresh.volid);
+    tell_passed_over("save sets of volume", fresh.volid, mif_last_error());
     return;
   }
   query_matcher::save_set_filter_t filter;
@@ -115,8 +112,13 @@ void fetch_save_sets(const volume_fetch_t &fetch, const vol_t &fresh, const vol_
   filter.fragment_rows = fetch.plan.needs.fragment_rows;
   filter.clones = &slot.clones;
   filter.late_test = &slot.late_test;
-  filter.volumes = session_volumes;
+  session_volumes others;
+  filter.volumes = others;
   fetch.matcher.filter_save_sets(slot.save_sets, filter);
+  if (others.failure() == nullptr) return;
+  // What could not be tested is not known to fit.
+  slot.save_sets = {};
+  tell_passed_over("save sets of volume", fresh.volid, others.failure());
 }
 
 void work_by_volume(const volume_fetch_t &fetch, vol_t &listed, volume_slot_t &slot) {

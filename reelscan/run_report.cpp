@@ -107,7 +107,15 @@ class report_run {
     }
   }
 
+  // Rows that a failure left out make a report that is not whole. The resource database has told
+  // its own.
   int done() {
+    const errobj_t *lost = lookup_.failure();
+    if (lost != nullptr || client_lookups_failed()) {
+      std::fflush(stdout);
+      if (lost != nullptr) err_print(lost);
+      return NOT_PRINTED;
+    }
     out_.trailer();
     return PRINTED;
   }

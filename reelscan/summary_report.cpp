@@ -16,6 +16,7 @@
 #include "summary_counts.h"
 #include "summary_print.h"
 #include "thread_queue.h"
+#include "volume_lookup.h"
 
 namespace qvr {
 
@@ -61,7 +62,13 @@ void summary_worker(void *item) {
     KS_DEBUG(1, "summary: the save sets of volume '%s' are passed over\n",
              std::string(vol.volume).c_str());
   }
-  run.matcher->filter_save_sets(list, {.vol = &vol, .want_detail = true, .volumes = cached_vol});
+  session_volumes others;
+  run.matcher->filter_save_sets(list, {.vol = &vol, .want_detail = true, .volumes = others});
+  if (others.failure() != nullptr) {
+    KS_DEBUG(1, "summary: the save sets of volume '%s' are passed over\n",
+             std::string(vol.volume).c_str());
+    return;
+  }
   summary_counts counts{};
   for (const ss_t *ss : list.rows) {
     if (starts_on(*ss, vol.volid)) summary_count(*ss, run.terms, counts);
@@ -154,7 +161,7 @@ int summary_report(const settings_t &settings, request_t &request, std::string_v
   summary_period_t period = period_of(request.query_constraints);
   if (!count_volumes(run, period)) return 1;
   summary_print(report_settings(settings), run.totals, run.terms.times, period);
-  return 0;
+  return client_lookups_failed() ? 1 : 0;
 }
 
 }  // namespace qvr

@@ -1,11 +1,30 @@
 // The volume of a fragment, for rows that are built without one.
 #pragma once
 
+#include <optional>
 #include <unordered_map>
 
 #include "queries.h"
 
 namespace qvr {
+
+// Volumes from the cache of the calling thread's session. Remembers why one could not be had that
+// the server may have: what its rows are missing makes a report that is not whole.
+class session_volumes {
+ public:
+  const vol_t *operator()(const ksui &volid) {
+    const vol_t *vol = cached_vol(volid);
+    if (vol == nullptr) note_failure();
+    return vol;
+  }
+  // Behind a query of this thread that gave nothing.
+  void note_failure();
+  // Null when there was none.
+  const errobj_t *failure() const { return failure_ ? &*failure_ : nullptr; }
+
+ private:
+  std::optional<errobj_t> failure_;
+};
 
 // Volumes by identifier, each asked for once. Main thread; what it gives lives as long as it.
 class volume_lookup {
@@ -21,6 +40,8 @@ class volume_lookup {
   const vol_t *find(const ksui &volid);
   // The first of all volumes; null when there is none.
   const vol_t *first();
+  // As of session_volumes.
+  const errobj_t *failure() const { return session_.failure(); }
 
  private:
   struct id_hash {
@@ -31,6 +52,7 @@ class volume_lookup {
   };
 
   bool full_;
+  session_volumes session_;
   std::unordered_map<ksui, vol_list, id_hash> fetched_;
   bool all_asked_ = false;
   vol_list all_;

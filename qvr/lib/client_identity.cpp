@@ -1,6 +1,7 @@
 #include "client_identity.h"
 
 #include <strings.h>
+#include <atomic>
 
 #include <mutex>
 #include <unordered_map>
@@ -28,6 +29,7 @@ struct answers_t {
   std::unordered_map<std::string, std::string> canonical;
 };
 immortal<answers_t> answers;
+std::atomic<bool> lookups_failed{false};
 
 bool is_address(const std::string &text) {
   sockaddr_storage address;
@@ -59,6 +61,7 @@ bool name_by_resource(const std::string &name, std::string &client) {
   errobj_t *error = find_client("aliases", name, found);
   if (error == nullptr && found.empty()) error = find_client("name", name, found);
   if (error != nullptr) {
+    note_client_lookup_failure();
     err_print(error);
     return false;
   }
@@ -117,6 +120,14 @@ void set_client_rap(resdb_t *handle) {
   std::lock_guard guard(answers->mutex);
   answers->pairs.clear();
   answers->canonical.clear();
+}
+
+bool client_lookups_failed() {
+  return lookups_failed;
+}
+
+void note_client_lookup_failure() {
+  lookups_failed = true;
 }
 
 void set_client_cache_mode(client_cache_mode mode) {

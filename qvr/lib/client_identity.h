@@ -26,6 +26,11 @@ void set_client_cache_mode(client_cache_mode mode);
 // host. Any thread.
 std::string get_client_by_name(std::string_view name);
 
+// True once the resource database or the map of client identifiers has failed in a look-up, which
+// the caller of that look-up prints: what was not found may be known all the same. Any thread.
+bool client_lookups_failed();
+void note_client_lookup_failure();
+
 // Whether two names mean one client. Each answer is remembered for the run. Any thread.
 bool same_client(std::string_view a, std::string_view b);
 // Whether a list of names has one that is equal to `name` or means the same client.

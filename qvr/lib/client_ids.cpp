@@ -66,7 +66,10 @@ bool client_id_of(std::string_view name, ksui &id) {
   std::optional<clidmap> entry;
   errobj_t *error = clidmap_lookup(ksui(), name, entry);
   if (!entry) {
-    if (error != nullptr) err_print(error);
+    if (error != nullptr) {
+      note_client_lookup_failure();
+      err_print(error);
+    }
     id = ksui();
     return false;
   }
@@ -89,7 +92,10 @@ errobj_t *get_client_name_from_id(const ksui &id, std::string &name) {
                       {{MSG_ARG_TEXT, "get_client_name_from_id"}});
   }
   std::optional<clidmap> entry;
-  if (errobj_t *error = clidmap_lookup(id, {}, entry)) return error;
+  if (errobj_t *error = clidmap_lookup(id, {}, entry)) {
+    note_client_lookup_failure();
+    return error;
+  }
   if (!entry) {
     return err_create(86785, 85003, "Cannot get client ID map for client ID '%s'.",
                       {{MSG_ARG_TEXT, ksui_text(id, ksui_form::short_form)}});

@@ -50,8 +50,9 @@ strike_t lab_strike(std::string fault, int haste) {
   return strike;
 }
 
-// Cuts: an orderly close once, again on the connection that comes next, and a reset.
-constexpr const char *cut_kinds[] = {",times=1", ",times=2", ",times=1,reset"};
+// Cuts: an orderly close once, again on the connection that comes next, a reset, and a server that
+// is gone from then on.
+constexpr const char *cut_kinds[] = {",times=1", ",times=2", ",times=1,reset", ",refuse"};
 
 std::size_t count_cuts(site_t &site, std::string &) {
   return site.bytes() * std::size(cut_kinds);

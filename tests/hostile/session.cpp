@@ -1,5 +1,6 @@
 #include "session.h"
 
+#include <fstream>
 #include <sstream>
 
 namespace qvr::test {
@@ -187,6 +188,9 @@ outcome_t site_t::strike(const strike_t &strike) {
                    std::to_string(result.out.size()) + " of " + std::to_string(whole_.out.size()) +
                    " bytes; says: " + shown(result.err);
   }
+  // For a look at one strike by itself.
+  if (const char *file = std::getenv("HOSTILE_SHOW"))
+    std::ofstream(file) << whole_.out << "==\n" << result.out << "==\n" << result.err;
   return outcome;
 }
 
