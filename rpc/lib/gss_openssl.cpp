@@ -104,6 +104,9 @@ bool btls_set_up(bool with_fips) {
   if (OPENSSL_init_ssl(ssl_options, nullptr) != 1 || OPENSSL_init_ssl(0, nullptr) != 1) {
     return tell_library(library_error());
   }
+  // Without memory for its default context the library starts all the same, and falls over it
+  // later.
+  if (OSSL_LIB_CTX_get0_global_default() == nullptr) return tell_library(library_error());
   std::string why;
   if (!load_config(why)) return tell_library(why);
   if (OPENSSL_init_crypto(crypto_options, nullptr) != 1) return tell_locking();
