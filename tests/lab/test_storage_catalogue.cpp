@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "debug_words.h"
+#include "fake_resolver.h"
 #include "fake_storage.h"
 #include "record_file_writer.h"
 #include "sqlite_handle.h"
@@ -641,6 +642,7 @@ TEST_F(storage_catalogue_test, a_range_reads_its_buckets_alone) {
 }
 
 TEST_F(storage_catalogue_test, opening) {
+  test::fake_resolver world;  // tells which host this one is
   struct {
     int line;
     std::string name, value;

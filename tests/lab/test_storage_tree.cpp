@@ -37,6 +37,7 @@ struct direct_env final : mif_env_t {
     client = clnt_tcp_create(address, 390107, 6, socket, 0, 0);
     return nullptr;
   }
+  std::string local_host() override { return "localhost"; }
 };
 
 class storage_tree_test : public lab_test {
