@@ -109,7 +109,6 @@ void fetch_save_sets(const volume_fetch_t &fetch, const vol_t &fresh, const vol_
   query_matcher::save_set_filter_t filter;
   filter.vol = vol;
   filter.want_detail = want_detail;
-  filter.fragment_rows = fetch.plan.needs.fragment_rows;
   filter.clones = &slot.clones;
   filter.late_test = &slot.late_test;
   session_volumes others;

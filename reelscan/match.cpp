@@ -152,8 +152,6 @@ std::size_t query_matcher::filter_save_sets(ss_list &list, const save_set_filter
     late = true;
     early = false;
   }
-  // Of a save set that fits by one fragment, rows of fragments show no other.
-  late |= early && filter.vol != nullptr && filter.fragment_rows;
   if (late && filter.late_test != nullptr) *filter.late_test = true;
   if (!tested) return list.size();
 

@@ -52,7 +52,6 @@ class query_matcher {
   struct save_set_filter_t {
     const vol_t *vol = nullptr;         // keep what lies on it
     bool want_detail = false;           // clones and fragments have been fetched
-    bool fragment_rows = false;         // the report has a row for each fragment
     chosen_clones_t *clones = nullptr;  // receives what a workflow chose
     bool *late_test = nullptr;          // set when each row must be tested by fragment_matches
     const left_out_t *left_out = nullptr;

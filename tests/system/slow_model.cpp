@@ -667,9 +667,11 @@ verdict slow_model::keeps(const slow_save_set &ss, const slow_volume &vol) const
 verdict slow_model::keeps(const slow_save_set &ss, const slow_clone &clone,
                           const slow_fragment &fragment) const {
   verdict fits = of_fragment(clone, fragment);
+  // Of a save set that fits by one fragment on a volume, rows may show its others there.
+  if (fits == verdict::NO) return std::min(verdict::MAY, keeps(ss, *fragment.volume));
   // On a given volume a save set is taken by its first run of fragments.
   if (!in_first_run(ss, fragment) || !is_chosen(ss, clone)) fits = std::min(fits, verdict::MAY);
-  return fits == verdict::NO ? fits : std::min(fits, of_save_set(ss, fragment.volume));
+  return std::min(fits, of_save_set(ss, fragment.volume));
 }
 
 verdict slow_model::keeps(const slow_volume &vol) const {
