@@ -642,7 +642,8 @@ verdict slow_model::keeps(const slow_save_set &ss) const {
   for (const slow_clone &clone : ss.clones) {
     for (const slow_fragment &at : clone.fragments) {
       placed = true;
-      best = std::max(best, of_fragment(clone, at));
+      verdict fits = of_fragment(clone, at);
+      best = std::max(best, is_chosen(ss, clone) ? fits : std::min(fits, verdict::MAY));
     }
   }
   // A walk through volumes does not come upon a save set that lies on none.
