@@ -41,7 +41,7 @@ struct lab_options {
   bool insecure = false;
   bool gss = true;
 
-  int more = 2;            // what a range reply says when there is more
+  int more = 2;           // what a range reply says when there is more
   std::int64_t page = 0;  // save sets of a range reply at most; 0: what the protocol allows
   std::vector<lab_fault> faults;
   std::vector<lab_login> logins;
