@@ -47,6 +47,7 @@ strike_t lab_strike(std::string fault, int haste) {
   strike_t strike;
   strike.lab_fault = std::move(fault);
   strike.env = shim("HOSTILE_HURRY=" + std::to_string(haste));
+  strike.limit = std::chrono::seconds(600);
   return strike;
 }
 
