@@ -8,10 +8,18 @@ set(REELSCAN_SANITIZE "" CACHE STRING "Sanitizers of every target, as for -fsani
 
 find_package(Threads REQUIRED)
 
+# Sources are named as in the tree, wherever that and the build lie: in diagnostics, and for a build
+# that another machine can repeat.
+file(RELATIVE_PATH up_to_sources ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+string(REGEX REPLACE "([^/])$" "\\1/" up_to_sources "${up_to_sources}")
+set(reelscan_source_names -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+    -ffile-prefix-map=${up_to_sources}= -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
+
 # What every target of the project is compiled and linked with.
 function(reelscan_target target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
                          -Wformat-security -Werror -fstack-protector-strong)
+  target_compile_options(${target} PRIVATE ${reelscan_source_names})
   target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now)
   set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64")

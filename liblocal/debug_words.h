@@ -33,7 +33,8 @@ inline bool debug_on(int level) {
 // alone when the level is closed. Any thread.
 void dprintf_level(int level, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-// The form for conditions that are programming errors (level 1). `path` and `line` name the call.
+// The form for conditions that are programming errors (level 1); use KS_UNEXPECTED instead. `path`,
+// as it stands in the source tree, and `line` name the call.
 void unexpected_error(const char *path, int line, const char *text);
 
 }  // namespace qvr
@@ -43,4 +44,7 @@ void unexpected_error(const char *path, int line, const char *text);
     if (::qvr::debug_on(level)) ::qvr::dprintf_level(level, __VA_ARGS__); \
   } while (0)
 
-#define KS_UNEXPECTED(text) ::qvr::unexpected_error(__FILE__, __LINE__, text)
+#define KS_UNEXPECTED(text)                                                    \
+  do {                                                                         \
+    if (::qvr::debug_on(1)) ::qvr::unexpected_error(__FILE__, __LINE__, text); \
+  } while (0)
