@@ -15,8 +15,8 @@
 
 namespace qvr {
 
-// Memory is taken in growing blocks and released at once by the destructor. Objects made here must
-// need no destructor. One thread at a time.
+// Memory is taken in blocks, the first ones small, and released at once by the destructor. Objects
+// made here must need no destructor. One thread at a time.
 class arena {
  public:
   arena() = default;
@@ -60,19 +60,16 @@ class arena {
   std::size_t held() const { return held_; }
 
  private:
-  std::byte *new_block(std::size_t size, std::size_t align) {
-    constexpr std::size_t smallest = 4096, largest = 1 << 20;
-    std::size_t block = blocks_.empty() ? smallest : std::min(held_, largest);
-    if (block < size + align) block = size + align;
-    blocks_.emplace_back(new std::byte[block]);
-    held_ += block;
-    auto *base = blocks_.back().get();
-    end_ = base + block;
-    auto at = (reinterpret_cast<std::uintptr_t>(base) + align - 1) & ~(align - 1);
-    return reinterpret_cast<std::byte *>(at);
-  }
+  struct release_t {
+    bool pooled = false;
+    void operator()(std::byte *block) const;
+  };
+  using block_t = std::unique_ptr<std::byte[], release_t>;
 
-  std::vector<std::unique_ptr<std::byte[]>> blocks_;
+  // Room of that size at the start of a new block.
+  std::byte *new_block(std::size_t size, std::size_t align);
+
+  std::vector<block_t> blocks_;
   std::byte *next_ = nullptr;
   std::byte *end_ = nullptr;
   std::size_t held_ = 0;

@@ -2,6 +2,7 @@
 
 #include <langinfo.h>
 
+#include <algorithm>
 #include <ctime>
 
 #include "dates.h"
@@ -32,18 +33,37 @@ bool utc_offset(std::int64_t time, std::int64_t &offset) {
   return true;
 }
 
-void add_two(unsigned value, cell_text &out) {
-  char digits[2] = {static_cast<char>('0' + value / 10), static_cast<char>('0' + value % 10)};
-  out.add(std::string_view(digits, 2));
+char *put_two(char *to, unsigned value) {
+  *to++ = static_cast<char>('0' + value / 10);
+  *to++ = static_cast<char>('0' + value % 10);
+  return to;
 }
 
-void add_clock(std::int64_t second_of_day, cell_text &out) {
+void add_two(unsigned value, cell_text &out) {
+  char digits[2];
+  put_two(digits, value);
+  out.add(std::string_view(digits, sizeof digits));
+}
+
+void add_minutes(std::int64_t second_of_day, cell_text &out) {
+  char text[6] = {' '};
+  auto minutes = static_cast<unsigned>(second_of_day / 60);
+  *put_two(text + 1, minutes / 60) = ':';
+  put_two(text + 4, minutes % 60);
+  out.add(std::string_view(text, sizeof text));
+}
+
+void add_plain_clock(unsigned hour, std::int64_t second_of_day, cell_text &out) {
+  char text[8];
   auto seconds = static_cast<unsigned>(second_of_day);
-  add_two(seconds / 3600, out);
-  out.add(':');
-  add_two(seconds / 60 % 60, out);
-  out.add(':');
-  add_two(seconds % 60, out);
+  *put_two(text, hour) = ':';
+  *put_two(text + 3, seconds / 60 % 60) = ':';
+  put_two(text + 6, seconds % 60);
+  out.add(std::string_view(text, sizeof text));
+}
+
+bool is_ascii_word(std::string_view text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c > ' '; });
 }
 
 // Year, month and day of a local day since 1970, in the Gregorian calendar (ISO 8601).
@@ -71,8 +91,32 @@ time_cells::time_cells(bool iso, bool old_forever)
       undef_(catalog_text(4155, "undef")),
       hours_(SLOTS),
       days_(SLOTS) {
-  std::string_view clock = nl_langinfo(T_FMT);
-  plain_clock_ = clock == "%H:%M:%S" || clock == "%T";
+  read_clock();
+}
+
+void time_cells::read_clock() {
+  std::string_view form = nl_langinfo(T_FMT);
+  if (form == "%r") form = nl_langinfo(T_FMT_AMPM);
+  if (form == "%H:%M:%S" || form == "%T") {
+    clock_ = clock_t::plain;
+    clock_size_ = 8;
+  } else if (form == "%I:%M:%S %p") {
+    halves_[0] = nl_langinfo(AM_STR);
+    halves_[1] = nl_langinfo(PM_STR);
+    if (!is_ascii_word(halves_[0]) || !is_ascii_word(halves_[1]) ||
+        halves_[0].size() != halves_[1].size())
+      return;
+    clock_ = clock_t::half_days;
+    clock_size_ = 9 + static_cast<std::int32_t>(halves_[0].size());
+  }
+}
+
+void time_cells::add_clock(std::int64_t second_of_day, cell_text &out) const {
+  auto hour = static_cast<unsigned>(second_of_day / HOUR);
+  if (clock_ == clock_t::plain) return add_plain_clock(hour, second_of_day, out);
+  add_plain_clock(hour % 12 == 0 ? 12 : hour % 12, second_of_day, out);
+  out.add(' ');
+  out.add(halves_[hour / 12]);
 }
 
 bool time_cells::is_shown_old_forever(std::int64_t time) const {
@@ -116,7 +160,7 @@ bool time_cells::quick_date(std::int64_t time, cell_text &out) {
 
 bool time_cells::quick_long(std::int64_t time, cell_text &out) {
   std::int64_t local;
-  if (!plain_clock_ || !local_seconds(time, local)) return false;
+  if (clock_ == clock_t::other || !local_seconds(time, local)) return false;
   const day_t *day = day_of(time, floor_div(local, DAY));
   if (day == nullptr) return false;
   out.add(std::string_view(day->date, day->size));
@@ -130,7 +174,8 @@ void time_cells::iso_time(std::int64_t time, cell_text &out) {
   if (local_seconds(time, local)) {
     add_iso_date(floor_div(local, DAY), out);
     out.add('T');
-    return add_clock(local - floor_div(local, DAY) * DAY, out);
+    std::int64_t seconds = local - floor_div(local, DAY) * DAY;
+    return add_plain_clock(static_cast<unsigned>(seconds / HOUR), seconds, out);
   }
   char text[LONG_TEXT];
   std::string_view date = date_iso_local(time, false, text);
@@ -177,16 +222,28 @@ void time_cells::stepped(std::int64_t time, std::int32_t width, cell_text &out) 
 }
 
 void time_cells::cell(std::int64_t time, std::int32_t width, cell_text &out) {
-  // A date that fills the column leaves no room for a time of day in either longer form.
-  std::int64_t local;
   bool told = debug_on(3) || debug_on(5);
-  if (time > 0 && !iso_ && !time_is_forever(time) && !told && local_seconds(time, local)) {
-    const day_t *day = day_of(time, floor_div(local, DAY));
-    if (day != nullptr && day->size + 1 > width) {
-      return out.add(std::string_view(day->date, day->size));
-    }
+  if (time <= 0 || iso_ || time_is_forever(time) || told || !quick_cell(time, width, out)) {
+    stepped(time, width, out);
   }
-  stepped(time, width, out);
+}
+
+// The steps by the lengths that their texts have, which the locale's clock fixes. Without a known
+// clock a date that fills the column still leaves no room for either longer form.
+bool time_cells::quick_cell(std::int64_t time, std::int32_t width, cell_text &out) {
+  std::int64_t local;
+  if (!local_seconds(time, local)) return false;
+  std::int64_t number = floor_div(local, DAY);
+  const day_t *day = day_of(time, number);
+  if (day == nullptr || (clock_ == clock_t::other && day->size + 1 <= width)) return false;
+  out.add(std::string_view(day->date, day->size));
+  if (day->size + 1 + clock_size_ <= width) {
+    out.add(' ');
+    add_clock(local - number * DAY, out);
+  } else if (day->size + 6 <= width) {
+    add_minutes(local - number * DAY, out);
+  }
+  return true;
 }
 
 }  // namespace qvr

@@ -38,18 +38,26 @@ class time_cells {
     char date[47] = {};
   };
 
+  // How the locale tells the time of day.
+  enum class clock_t : std::uint8_t { other, plain, half_days };
+
   bool local_seconds(std::int64_t time, std::int64_t &local);
   const day_t *day_of(std::int64_t time, std::int64_t local_day);
+  void read_clock();
+  void add_clock(std::int64_t second_of_day, cell_text &out) const;
   // The forms of a time above zero that is not forever; false when the caches do not serve.
   bool quick_long(std::int64_t time, cell_text &out);
   bool quick_date(std::int64_t time, cell_text &out);
+  bool quick_cell(std::int64_t time, std::int32_t width, cell_text &out);
   void iso_time(std::int64_t time, cell_text &out);
   void stepped(std::int64_t time, std::int32_t width, cell_text &out);
   bool is_shown_old_forever(std::int64_t time) const;
 
   bool iso_;
   bool old_forever_;
-  bool plain_clock_;  // the locale's time of day is hh:mm:ss
+  clock_t clock_ = clock_t::other;
+  std::int32_t clock_size_ = 0;  // bytes of that time of day
+  std::string_view halves_[2];   // of a clock of half days: its words
   std::string undefined_, undef_;
   std::vector<hour_t> hours_;
   std::vector<day_t> days_;

@@ -372,6 +372,13 @@ void keep_standard_descriptors() {
   }
 }
 
+void widen_output() {
+  // A report is long: a write for each of the file system's small blocks would be a hundred for
+  // one.
+  static char buffer[64 * 1024];
+  if (isatty(STDOUT_FILENO) == 0) std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
+}
+
 int finish_output(int status) {
   errno = 0;
   bool failed = std::fflush(stdout) != 0 || std::ferror(stdout) != 0;

@@ -12,6 +12,9 @@ int run_command(int argc, char **argv);
 // and gets a report written into it. Before anything is opened.
 void keep_standard_descriptors();
 
+// Gives standard output a large buffer where nobody watches it grow. Before anything is printed.
+void widen_output();
+
 // Writes out what standard output holds. `status`, or 1 after a message when that fails.
 int finish_output(int status);
 

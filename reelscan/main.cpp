@@ -7,5 +7,6 @@ int main(int argc, char **argv) {
   qvr::install_out_of_memory();
   std::setlocale(LC_ALL, "");
   qvr::keep_standard_descriptors();
+  qvr::widen_output();
   return qvr::finish_output(qvr::run_command(argc, argv));
 }

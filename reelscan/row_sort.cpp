@@ -15,6 +15,7 @@ namespace {
 
 using keys_t = std::vector<std::uint64_t>;
 
+constexpr std::size_t AHEAD = 6;  // records that are fetched into the cache before their turn
 constexpr std::uint64_t SIGN = std::uint64_t{1} << 63;
 
 std::uint64_t signed_key(std::int64_t value) {
@@ -33,8 +34,13 @@ std::int64_t expiry(const ss_t &ss) {
 // Texts as their ranks: equal texts have one rank.
 class text_ranks {
  public:
+  // A report repeats few texts: a place for each likely one saves most look-ups.
   std::uint32_t number_of(std::string_view text) {
-    return numbers_.try_emplace(text, static_cast<std::uint32_t>(numbers_.size())).first->second;
+    recent_t &recent = recent_[place_of(text)];
+    if (recent.text == text && recent.text.data() != nullptr) return recent.number;
+    auto fresh = static_cast<std::uint32_t>(numbers_.size());
+    recent = {text, numbers_.try_emplace(text, fresh).first->second};
+    return recent.number;
   }
   // The rank of each number, under a three-way comparison.
   template <class Compare>
@@ -55,7 +61,26 @@ class text_ranks {
   }
 
  private:
+  static constexpr std::size_t RECENT = 1024;  // a power of two
+  struct recent_t {
+    std::string_view text;
+    std::uint32_t number = 0;
+  };
+  // Mixes both ends of the text, where most texts differ.
+  static std::size_t place_of(std::string_view text) {
+    std::uint64_t first = text.size(), last = 0;
+    if (text.size() >= sizeof first) {
+      std::memcpy(&first, text.data(), sizeof first);
+      std::memcpy(&last, text.data() + text.size() - sizeof last, sizeof last);
+    } else {
+      std::memcpy(&last, text.data(), text.size());
+    }
+    std::uint64_t mixed = (first + last * 0x9e3779b97f4a7c15u + text.size()) * 0x9e3779b97f4a7c15u;
+    return mixed >> 54;
+  }
+
   std::unordered_map<std::string_view, std::uint32_t> numbers_;
+  std::vector<recent_t> recent_{RECENT};
 };
 
 int compare_nocase(std::string_view a, std::string_view b) {
@@ -114,15 +139,18 @@ keys_t collated_keys(const std::vector<const vol_t *> &volumes) {
 // Items that are sorted: where they find a save set, a volume and a fragment.
 struct row_view {
   using item = row_t;
+  static constexpr bool IN_RECORD = true;
   static const ss_t *ss(const row_t &row) { return row.row_ss; }
   static const vol_t *vol(const row_t &row) { return row.row_vol; }
 };
 struct ss_view {
   using item = ss_t *;
+  static constexpr bool IN_RECORD = true;
   static const ss_t *ss(const ss_t *ss) { return ss; }
 };
 struct vol_view {
   using item = vol_t *;
+  static constexpr bool IN_RECORD = false;
   static const vol_t *vol(const vol_t *vol) { return vol; }
 };
 
@@ -132,7 +160,11 @@ using items_t = std::vector<typename View::item>;
 template <class View, class Get>
 keys_t each_key(const items_t<View> &items, Get get) {
   keys_t keys(items.size());
-  for (std::size_t i = 0; i < items.size(); i++) keys[i] = get(items[i]);
+  for (std::size_t i = 0; i < items.size(); i++) {
+    if constexpr (View::IN_RECORD)
+      fetch_ahead(View::ss(items[std::min(i + AHEAD, items.size() - 1)]));
+    keys[i] = get(items[i]);
+  }
   return keys;
 }
 

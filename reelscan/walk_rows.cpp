@@ -1,5 +1,6 @@
 #include "walk_rows.h"
 
+#include <algorithm>
 #include <unordered_set>
 
 #include "debug_words.h"
@@ -9,6 +10,8 @@
 namespace qvr {
 
 namespace {
+
+constexpr std::size_t AHEAD = 16;  // records that are fetched into the cache before their turn
 
 bool same_volume(const vol_t *a, const vol_t *b) {
   if (a == b) return true;
@@ -45,6 +48,7 @@ class row_walk {
     const needs_t &needs = walk_.plan.needs;
     for (place_ = 0; place_ < rows_.size(); place_++) {
       const row_t &row = rows_[place_];
+      fetch_ahead(rows_[std::min(place_ + AHEAD, rows_.size() - 1)].row_ss);
       if (walk_.out.linear())
         linear_row(row);
       else if (row.row_clone != nullptr)
@@ -241,9 +245,10 @@ std::size_t print_save_sets(const walk_t &walk, const vol_t *vol, ss_list &list)
   save_set_print print(walk, vol);
   std::size_t count = 0;
   const ss_t *before = nullptr;
-  for (ss_t *ss : list.rows) {
-    count += print.print(*ss, before);
-    before = ss;
+  for (std::size_t i = 0; i < list.size(); i++) {
+    fetch_ahead(list.rows[std::min(i + AHEAD, list.size() - 1)]);
+    count += print.print(*list.rows[i], before);
+    before = list.rows[i];
   }
   return count;
 }

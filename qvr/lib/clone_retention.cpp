@@ -29,8 +29,20 @@ bool read_value(std::string_view text, std::int64_t &cloneid, retention_t &reten
          read_colon(text) && read_number(text, retention.delta);
 }
 
-bool says_yes(const ss_t &ss, std::string_view attribute) {
-  return ss.attrs.first(attribute) == "Yes";
+// True when the first attribute of either name says so. Both names are of one length.
+template <std::size_t Size>
+bool either_says_yes(const ss_t &ss, const char (&old_name)[Size], const char (&new_name)[Size]) {
+  packed_attrs::cursor_t at = ss.attrs.cursor();
+  packed_attrs::values_t values = packed_attrs::no_values();
+  bool old_seen = false, new_seen = false;
+  for (std::string_view name, value; at.next(name, values);) {
+    if (name.size() != Size - 1) continue;
+    bool &seen = attr_name_cmp(name, old_name) == 0 ? old_seen : new_seen;
+    if (&seen == &new_seen && attr_name_cmp(name, new_name) != 0) continue;
+    if (!seen && values.next(value) && value == "Yes") return true;
+    seen = true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -59,12 +71,11 @@ std::int64_t ss_limit(const ss_t &ss, std::uint32_t delta) {
 }
 
 bool ss_browse_forever(const ss_t &ss) {
-  return says_yes(ss, "*QVR_OLD_FOREVER_BROWSE_TIME") ||
-         says_yes(ss, "*QVR_NEW_FOREVER_BROWSE_TIME");
+  return either_says_yes(ss, "*QVR_OLD_FOREVER_BROWSE_TIME", "*QVR_NEW_FOREVER_BROWSE_TIME");
 }
 
 bool ss_retent_forever(const ss_t &ss) {
-  return says_yes(ss, "*QVR_OLD_FOREVER_TIME") || says_yes(ss, "*QVR_NEW_FOREVER_TIME");
+  return either_says_yes(ss, "*QVR_OLD_FOREVER_TIME", "*QVR_NEW_FOREVER_TIME");
 }
 
 }  // namespace qvr

@@ -1,10 +1,15 @@
 #include "gss_channel.h"
 
+#include <utility>
+
 #include "kstr_auth.h"
 
 namespace qvr {
 
 namespace {
+
+// More than this is not kept from one fragment to the next.
+constexpr std::size_t kept_memory = 1 << 20;
 
 gss_channel &of(void *context) {
   return *static_cast<gss_channel *>(context);
@@ -21,12 +26,17 @@ errobj_t *pass(void *context, pass_t how, const xdrrec_buf_t &in, xdrrec_buf_t &
   // A release during the operation must not take the context away below it.
   std::shared_ptr<gss_ctx> held = channel.context;
   gss_buffer buffer;
+  if (how == gss_unwrap) buffer = std::exchange(channel.spare, {});
   std::string_view bytes(reinterpret_cast<const char *>(in.data), in.size);
   if (errobj_t *error = how(*held, bytes, buffer)) return error;
   if (buffer.size > UINT32_MAX) {
     return err_create(0, GSS_FAILED_CODE, "The data is too long to be wrapped");
   }
   out.size = static_cast<std::uint32_t>(buffer.size);
+  if (how == gss_unwrap) {
+    channel.lent = buffer.data.get();
+    channel.lent_room = buffer.room;
+  }
   out.data = buffer.data.release();
   return nullptr;
 }
@@ -39,8 +49,14 @@ errobj_t *decrypt(void *context, const xdrrec_buf_t &in, xdrrec_buf_t &out) {
   return pass(context, gss_unwrap, in, out);
 }
 
-void release(void *, xdrrec_buf_t &buffer) {
+void release(void *context, xdrrec_buf_t &buffer) {
   std::unique_ptr<std::uint8_t[]> taken_back(buffer.data);
+  gss_channel &channel = of(context);
+  if (buffer.data != nullptr && buffer.data == channel.lent) {
+    channel.lent = nullptr;
+    if (channel.lent_room <= kept_memory)
+      channel.spare = {std::move(taken_back), 0, channel.lent_room};
+  }
   buffer = {};
 }
 

@@ -17,6 +17,11 @@ struct gss_channel {
   // A control message announces that the peer has lost the context. An error object ends the
   // connection.
   errobj_t *(*lost)(void *owner) = nullptr;
+
+  // Memory of deciphered fragments goes round: what the stream has, and what it gave back.
+  std::uint8_t *lent = nullptr;
+  std::size_t lent_room = 0;
+  gss_buffer spare;
 };
 
 // Seconds before the end of a context when it counts as about to expire.

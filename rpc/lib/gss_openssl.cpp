@@ -101,6 +101,8 @@ bool tell_random() {
 }  // namespace
 
 bool btls_set_up(bool with_fips) {
+  // What the library holds goes with the process; a clean-up at its exit would only take time.
+  OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
   if (OPENSSL_init_ssl(ssl_options, nullptr) != 1 || OPENSSL_init_ssl(0, nullptr) != 1) {
     return tell_library(library_error());
   }

@@ -4,6 +4,7 @@
 #include <openssl/rand.h>
 
 #include <cstring>
+#include <utility>
 
 #include "debug_words.h"
 #include "gss_context.h"
@@ -59,7 +60,7 @@ errobj_t *checksum_verify_mic(gss_ctx &context, std::uint32_t seq, std::string_v
 }
 
 errobj_t *copy(gss_ctx &, std::string_view input, gss_buffer &output) {
-  output.data = std::make_unique_for_overwrite<std::uint8_t[]>(input.size() + 1);
+  output.make_room(input.size() + 1);
   output.size = input.size();
   if (!input.empty()) std::memcpy(output.data.get(), input.data(), input.size());
   return nullptr;
@@ -96,7 +97,7 @@ errobj_t *secure_wrap(gss_ctx &context, std::string_view input, gss_buffer &outp
   std::size_t filled = (input.size() + GSS_BLOCK_SIZE - 1) / GSS_BLOCK_SIZE * GSS_BLOCK_SIZE;
   std::size_t mac_at = cipher_at + filled;
   output.size = mac_at + GSS_MAC_SIZE + size_word;
-  output.data = std::make_unique_for_overwrite<std::uint8_t[]>(output.size);
+  output.make_room(output.size);
   std::uint8_t *out = output.data.get();
   XDR::store32(out, static_cast<std::uint32_t>(input.size()));
   std::uint8_t digest[GSS_MAC_SIZE];
@@ -125,7 +126,7 @@ errobj_t *bad_length(std::size_t size) {
 errobj_t *secure_unwrap(gss_ctx &context, std::string_view input, gss_buffer &output) {
   KS_DEBUG(7, "qop_secure_unwrap() - src->length = %lu\n",
            static_cast<unsigned long>(input.size()));
-  output = {};
+  gss_buffer plain = std::exchange(output, {});
   if (input.size() < size_word || input.size() > GSS_UNWRAP_MAX) return bad_length(input.size());
   auto *bytes = reinterpret_cast<const std::uint8_t *>(input.data());
   std::uint64_t mac_size = XDR::load32(bytes + input.size() - size_word);
@@ -144,13 +145,13 @@ errobj_t *secure_unwrap(gss_ctx &context, std::string_view input, gss_buffer &ou
     return bad_length(input.size());
   }
   auto length = static_cast<std::size_t>(cipher_size);
-  output.data = std::make_unique_for_overwrite<std::uint8_t[]>(2 * length + 1);
+  plain.make_room(2 * length + 1);
   if (!gss_crypto::of_thread().decrypt(context.key_ref(), bytes + iv_at, bytes + cipher_at, length,
-                                       output.data.get())) {
-    output = {};
+                                       plain.data.get())) {
     return crypto_failed();
   }
-  output.size = static_cast<std::size_t>(size);
+  plain.size = static_cast<std::size_t>(size);
+  output = std::move(plain);
   return nullptr;
 }
 

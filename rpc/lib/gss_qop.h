@@ -25,6 +25,13 @@ inline constexpr std::size_t GSS_UNWRAP_MAX = 0x4000000;
 struct gss_buffer {
   std::unique_ptr<std::uint8_t[]> data;
   std::size_t size = 0;
+  std::size_t room = 0;  // bytes that `data` has at least
+  // Memory for so many bytes: what is there where it is enough, else new.
+  void make_room(std::size_t wanted) {
+    if (data != nullptr && room >= wanted) return;
+    data = std::make_unique_for_overwrite<std::uint8_t[]>(wanted);
+    room = wanted;
+  }
   std::string_view view() const { return {reinterpret_cast<const char *>(data.get()), size}; }
 };
 
@@ -39,6 +46,7 @@ struct qop_row {
   errobj_t *(*verify_mic)(gss_ctx &context, std::uint32_t seq, std::string_view input,
                           std::string_view token);
   errobj_t *(*wrap)(gss_ctx &context, std::string_view input, gss_buffer &output);
+  // May use the memory that the buffer has; a failure leaves it without any.
   errobj_t *(*unwrap)(gss_ctx &context, std::string_view input, gss_buffer &output);
 };
 
