@@ -4,18 +4,17 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <numeric>
 #include <unordered_map>
 
 #include "dates.h"
+#include "packed_keys.h"
 
 namespace qvr {
 
 namespace {
 
-using keys_t = std::vector<std::uint64_t>;
-
-constexpr std::size_t AHEAD = 6;  // records that are fetched into the cache before their turn
 constexpr std::uint64_t SIGN = std::uint64_t{1} << 63;
 
 std::uint64_t signed_key(std::int64_t value) {
@@ -111,31 +110,6 @@ std::string collation_key(std::string_view name) {
   return key;
 }
 
-// Keys of volume names; a missing volume stands in front of all.
-keys_t collated_keys(const std::vector<const vol_t *> &volumes) {
-  std::unordered_map<const vol_t *, std::uint32_t> numbers;
-  std::vector<const vol_t *> distinct;
-  keys_t keys(volumes.size());
-  for (std::size_t i = 0; i < volumes.size(); i++) {
-    if (volumes[i] == nullptr) continue;
-    auto [at, fresh] = numbers.try_emplace(volumes[i], static_cast<std::uint32_t>(distinct.size()));
-    if (fresh) distinct.push_back(volumes[i]);
-    keys[i] = at->second + std::uint64_t{1};
-  }
-  std::vector<std::string> collation(distinct.size());
-  text_ranks texts;
-  std::vector<std::uint32_t> text_numbers(distinct.size());
-  for (std::size_t i = 0; i < distinct.size(); i++) {
-    collation[i] = collation_key(distinct[i]->volume);
-    text_numbers[i] = texts.number_of(collation[i]);
-  }
-  std::vector<std::uint32_t> ranks = texts.ranks(compare_bytes);
-  for (std::uint64_t &key : keys) {
-    if (key != 0) key = ranks[text_numbers[key - 1]] + std::uint64_t{1};
-  }
-  return keys;
-}
-
 // Items that are sorted: where they find a save set, a volume and a fragment.
 struct row_view {
   using item = row_t;
@@ -157,168 +131,156 @@ struct vol_view {
 template <class View>
 using items_t = std::vector<typename View::item>;
 
-template <class View, class Get>
-keys_t each_key(const items_t<View> &items, Get get) {
-  keys_t keys(items.size());
-  for (std::size_t i = 0; i < items.size(); i++) {
-    if constexpr (View::IN_RECORD)
-      fetch_ahead(View::ss(items[std::min(i + AHEAD, items.size() - 1)]));
-    keys[i] = get(items[i]);
+// The keys of one letter. They are gathered a block of items at a time, so that a record comes to
+// the processor once for all letters; what compares as a whole waits for the end.
+template <class View>
+class key_column {
+ public:
+  virtual ~key_column() = default;
+  virtual std::uint64_t key(const typename View::item &item) = 0;
+  virtual void finish() {}
+  keys_t keys;
+};
+template <class View>
+using column_ptr = std::unique_ptr<key_column<View>>;
+
+template <class View, std::uint64_t (*Get)(const typename View::item &)>
+class plain_column final : public key_column<View> {
+  std::uint64_t key(const typename View::item &item) override { return Get(item); }
+};
+
+template <class View, std::string_view ss_t::*Text,
+          int (*Compare)(std::string_view, std::string_view)>
+class text_column final : public key_column<View> {
+  std::uint64_t key(const typename View::item &item) override {
+    return texts_.number_of(View::ss(item)->*Text);
   }
-  return keys;
-}
+  void finish() override { rank_keys(texts_, Compare, this->keys); }
+  text_ranks texts_;
+};
+
+// Volume names by their collation; a missing volume stands in front of all.
+template <class View>
+class volume_column final : public key_column<View> {
+  std::uint64_t key(const typename View::item &item) override {
+    const vol_t *vol = View::vol(item);
+    if (vol == nullptr) return 0;
+    auto [at, fresh] = numbers_.try_emplace(vol, static_cast<std::uint32_t>(distinct_.size()));
+    if (fresh) distinct_.push_back(vol);
+    return at->second + std::uint64_t{1};
+  }
+  void finish() override {
+    std::vector<std::string> collation(distinct_.size());
+    text_ranks texts;
+    std::vector<std::uint32_t> text_numbers(distinct_.size());
+    for (std::size_t i = 0; i < distinct_.size(); i++) {
+      collation[i] = collation_key(distinct_[i]->volume);
+      text_numbers[i] = texts.number_of(collation[i]);
+    }
+    std::vector<std::uint32_t> ranks = texts.ranks(compare_bytes);
+    for (std::uint64_t &each : this->keys) {
+      if (each != 0) each = ranks[text_numbers[each - 1]] + std::uint64_t{1};
+    }
+  }
+  std::unordered_map<const vol_t *, std::uint32_t> numbers_;
+  std::vector<const vol_t *> distinct_;
+};
 
 template <class View>
-keys_t client_keys(const items_t<View> &items) {
-  text_ranks texts;
-  keys_t keys = each_key<View>(
-      items, [&](const auto &item) { return texts.number_of(View::ss(item)->client); });
-  rank_keys(texts, compare_nocase, keys);
-  return keys;
+std::uint64_t expiry_key(const typename View::item &item) {
+  return time_key(expiry(*View::ss(item)));
 }
-
 template <class View>
-keys_t name_keys(const items_t<View> &items) {
-  text_ranks texts;
-  keys_t keys = each_key<View>(
-      items, [&](const auto &item) { return texts.number_of(View::ss(item)->name); });
-  rank_keys(texts, compare_bytes, keys);
-  return keys;
+std::uint64_t size_key(const typename View::item &item) {
+  return View::ss(item)->totalsize;
+}
+std::uint64_t row_time_key(const row_t &row) {
+  return time_key(row.row_ss->savetime);
+}
+std::uint64_t position_key(const row_t &row) {
+  if (row.row_frag == nullptr) return 0;
+  return std::uint64_t{row.row_frag->mediafile} << 32 | row.row_frag->mediarec;
+}
+std::uint64_t ss_time_key(ss_t *const &ss) {
+  return static_cast<std::uint64_t>(ss->savetime);
+}
+std::uint64_t written_key(vol_t *const &vol) {
+  return vol->written;
+}
+std::uint64_t access_key(vol_t *const &vol) {
+  return static_cast<std::uint64_t>(vol->volaccess);
 }
 
-template <class View>
-keys_t expiry_keys(const items_t<View> &items) {
-  return each_key<View>(items, [](const auto &item) { return time_key(expiry(*View::ss(item))); });
+template <class View, class Column>
+column_ptr<View> make() {
+  return std::make_unique<Column>();
 }
 
-template <class View>
-keys_t size_keys(const items_t<View> &items) {
-  return each_key<View>(items, [](const auto &item) { return View::ss(item)->totalsize; });
-}
-
-template <class View>
-keys_t volume_keys(const items_t<View> &items) {
-  std::vector<const vol_t *> volumes;
-  volumes.reserve(items.size());
-  for (const auto &item : items) volumes.push_back(View::vol(item));
-  return collated_keys(volumes);
-}
-
-keys_t row_time_keys(const rows_t &rows) {
-  return each_key<row_view>(rows, [](const row_t &row) { return time_key(row.row_ss->savetime); });
-}
-
-keys_t position_keys(const rows_t &rows) {
-  return each_key<row_view>(rows, [](const row_t &row) -> std::uint64_t {
-    if (row.row_frag == nullptr) return 0;
-    return std::uint64_t{row.row_frag->mediafile} << 32 | row.row_frag->mediarec;
-  });
-}
-
-keys_t ss_time_keys(const items_t<ss_view> &items) {
-  return each_key<ss_view>(items,
-                           [](const ss_t *ss) { return static_cast<std::uint64_t>(ss->savetime); });
-}
-
-keys_t written_keys(const items_t<vol_view> &items) {
-  return each_key<vol_view>(items, [](const vol_t *vol) { return vol->written; });
-}
-
-keys_t access_keys(const items_t<vol_view> &items) {
-  return each_key<vol_view>(
-      items, [](const vol_t *vol) { return static_cast<std::uint64_t>(vol->volaccess); });
-}
-
-// A letter's keys; a letter may stand for two keys in turn.
+// A letter's column; a letter may stand for two columns in turn.
 template <class View>
 struct letter_row_t {
   char letter;
-  keys_t (*keys)(const items_t<View> &);
+  column_ptr<View> (*column)();
 };
+template <class View>
+using client_column = text_column<View, &ss_t::client, compare_nocase>;
+template <class View>
+using name_column = text_column<View, &ss_t::name, compare_bytes>;
+template <class View, std::uint64_t (*Get)(const typename View::item &)>
+constexpr auto plain = make<View, plain_column<View, Get>>;
+
 constexpr letter_row_t<row_view> row_letters[] = {
-    {'c', client_keys<row_view>}, {'e', expiry_keys<row_view>}, {'l', size_keys<row_view>},
-    {'m', volume_keys<row_view>}, {'n', name_keys<row_view>},   {'o', position_keys},
-    {'t', row_time_keys},         {'t', volume_keys<row_view>},
+    {'c', make<row_view, client_column<row_view>>}, {'e', plain<row_view, expiry_key<row_view>>},
+    {'l', plain<row_view, size_key<row_view>>},     {'m', make<row_view, volume_column<row_view>>},
+    {'n', make<row_view, name_column<row_view>>},   {'o', plain<row_view, position_key>},
+    {'t', plain<row_view, row_time_key>},           {'t', make<row_view, volume_column<row_view>>},
 };
 constexpr letter_row_t<ss_view> ss_letters[] = {
-    {'c', client_keys<ss_view>}, {'e', expiry_keys<ss_view>}, {'l', size_keys<ss_view>},
-    {'n', name_keys<ss_view>},   {'t', ss_time_keys},
+    {'c', make<ss_view, client_column<ss_view>>}, {'e', plain<ss_view, expiry_key<ss_view>>},
+    {'l', plain<ss_view, size_key<ss_view>>},     {'n', make<ss_view, name_column<ss_view>>},
+    {'t', plain<ss_view, ss_time_key>},
 };
 constexpr letter_row_t<vol_view> vol_letters[] = {
-    {'l', written_keys},
-    {'m', volume_keys<vol_view>},
-    {'t', access_keys},
+    {'l', plain<vol_view, written_key>},
+    {'m', make<vol_view, volume_column<vol_view>>},
+    {'t', plain<vol_view, access_key>},
 };
 
-// Columns of keys, most significant first, packed into as few words an item as their ranges need.
-class packed_keys {
- public:
-  explicit packed_keys(std::size_t count) : count_(count) {}
+// Items whose records are fetched together.
+constexpr std::size_t BLOCK = 256;
 
-  void add(const keys_t &keys) {
-    auto [low, high] = std::minmax_element(keys.begin(), keys.end());
-    std::uint64_t range = *high - *low;
-    if (range == 0) return;
-    int bits = 64 - __builtin_clzll(range);
-    if (words_.empty() || free_bits_ < bits) {
-      words_.emplace_back(count_);
-      free_bits_ = 64;
+template <class View>
+void gather_keys(const items_t<View> &items, std::vector<column_ptr<View>> &columns) {
+  for (auto &column : columns) column->keys.resize(items.size());
+  for (std::size_t from = 0; from < items.size(); from += BLOCK) {
+    std::size_t to = std::min(from + BLOCK, items.size());
+    if constexpr (View::IN_RECORD) {
+      for (std::size_t i = from; i < to; i++) fetch_ahead(View::ss(items[i]), 4);
     }
-    free_bits_ -= bits;
-    keys_t &word = words_.back();
-    for (std::size_t i = 0; i < count_; i++) word[i] |= (keys[i] - *low) << free_bits_;
+    for (auto &column : columns) {
+      for (std::size_t i = from; i < to; i++) column->keys[i] = column->key(items[i]);
+    }
   }
-
-  std::vector<std::uint32_t> sorted(bool reversed) {
-    std::vector<std::uint32_t> order(count_);
-    std::iota(order.begin(), order.end(), 0u);
-    if (words_.empty()) return order;
-    if (reversed) {
-      for (keys_t &word : words_) {
-        for (std::uint64_t &key : word) key = ~key;
-      }
-    }
-    std::vector<entry_t> entries(count_);
-    for (std::size_t i = 0; i < count_; i++) {
-      entries[i] = {words_[0][i], static_cast<std::uint32_t>(i)};
-    }
-    std::sort(entries.begin(), entries.end(),
-              [this](const entry_t &a, const entry_t &b) { return before(a, b); });
-    for (std::size_t i = 0; i < count_; i++) order[i] = entries[i].place;
-    return order;
-  }
-
- private:
-  struct entry_t {
-    std::uint64_t word;
-    std::uint32_t place;
-  };
-
-  // The place decides last, which makes the sort stable.
-  bool before(const entry_t &a, const entry_t &b) const {
-    if (a.word != b.word) return a.word < b.word;
-    for (std::size_t w = 1; w < words_.size(); w++) {
-      if (words_[w][a.place] != words_[w][b.place]) return words_[w][a.place] < words_[w][b.place];
-    }
-    return a.place < b.place;
-  }
-
-  std::size_t count_;
-  std::vector<keys_t> words_;
-  int free_bits_ = 0;
-};
+  for (auto &column : columns) column->finish();
+}
 
 template <class View, std::size_t Letters>
 void sort_by(std::string_view order, const letter_row_t<View> (&letters)[Letters],
              items_t<View> &items) {
   if (items.size() < 2) return;
-  packed_keys keys(items.size());
+  std::vector<column_ptr<View>> columns;
   for (std::size_t i = 0; i < order.size(); i++) {
     // A letter that has come before decides nothing more.
     if (order.find(order[i]) < i) continue;
     for (const letter_row_t<View> &row : letters) {
-      if (row.letter == order[i]) keys.add(row.keys(items));
+      if (row.letter == order[i]) columns.push_back(row.column());
     }
+  }
+  gather_keys<View>(items, columns);
+  packed_keys keys(items.size());
+  for (auto &column : columns) {
+    keys.add(column->keys);
+    column.reset();
   }
   std::vector<std::uint32_t> places = keys.sorted(order.find('R') != std::string_view::npos);
   items_t<View> sorted;

@@ -56,7 +56,8 @@ int run_comparison(bool brief, const char *table) {
   if (table != nullptr && !write_table(table, text)) give_up(std::string("no table in ") + table);
   int failed = 0;
   for (const figure_t &figure : figures) {
-    if (miss(figure) <= FAILED) continue;
+    // What is told in milliseconds is no ratio, and on a busy machine tells of its load.
+    if (figure.unit == "ms" || miss(figure) <= FAILED) continue;
     std::fprintf(stderr, "yardstick: more than twice its target: %s\n", figure.what.c_str());
     failed = 1;
   }

@@ -59,11 +59,11 @@ struct ss_t {
   std::span<clone_t> copies() const { return {clones, ncopies}; }
 };
 
-// Asks for the memory of a record and of its texts, which lie behind it as a rule, some records
-// before its turn. Any pointer will do.
-inline void fetch_ahead(const ss_t *ss) {
+// Asks for the memory of a record and, with more than 3 lines of 64 bytes, of what lies behind it,
+// its texts as a rule, some records before its turn. Any pointer will do.
+inline void fetch_ahead(const ss_t *ss, std::size_t lines = 7) {
   auto *at = reinterpret_cast<const char *>(ss);
-  for (std::size_t line = 0; line < 7; line++) __builtin_prefetch(at + 64 * line);
+  for (std::size_t line = 0; line < lines; line++) __builtin_prefetch(at + 64 * line);
 }
 
 struct vol_t {

@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <functional>
+#include <numeric>
+#include <random>
 
+#include "packed_keys.h"
 #include "plan.h"
 #include "plan_needs.h"
 #include "records_for_test.h"
@@ -242,6 +245,33 @@ TEST_F(rows_test, orders) {
     text.clear();
     for (const vol_t *each : vols.rows) text += std::string(each->volume) + " ";
     EXPECT_EQ(text, row.volumes);
+  }
+}
+
+// Many items are sorted digit by digit: by any number of keys as a stable sort by comparison does.
+TEST(packed_keys, agree_with_a_stable_sort) {
+  std::mt19937_64 random(5);
+  for (std::size_t count : {100, 4095, 4096, 20000}) {
+    for (std::uint64_t range : {2ull, 1000ull, 1ull << 40, ~0ull}) {
+      std::vector<keys_t> columns(3, keys_t(count));
+      for (keys_t &keys : columns) {
+        for (std::uint64_t &key : keys) key = 77 + random() % range;
+      }
+      packed_keys keys(count);
+      for (const keys_t &column : columns) keys.add(column);
+      for (bool reversed : {false, true}) {
+        SCOPED_TRACE(std::to_string(count) + " " + std::to_string(range));
+        std::vector<std::uint32_t> model(count);
+        std::iota(model.begin(), model.end(), 0u);
+        std::stable_sort(model.begin(), model.end(), [&](std::uint32_t a, std::uint32_t b) {
+          for (const keys_t &column : columns) {
+            if (column[a] != column[b]) return (column[a] < column[b]) != reversed;
+          }
+          return false;
+        });
+        ASSERT_EQ(packed_keys(keys).sorted(reversed), model);
+      }
+    }
   }
 }
 
