@@ -62,7 +62,7 @@ std::size_t count_cuts(site_t &site, std::string &) {
 strike_t make_cut(const site_t &, const std::string &, std::size_t number) {
   return lab_strike("cut=" + std::to_string(number / std::size(cut_kinds)) +
                         cut_kinds[number % std::size(cut_kinds)],
-                    20);
+                    60);
 }
 
 // Bits: each byte, the highest bit and one that changes from byte to byte.
@@ -268,14 +268,14 @@ strike_t make_signal(const site_t &site, const std::string &, std::size_t number
 }
 
 constexpr campaign_t rows[] = {
-    {"cuts", all_sessions, count_cuts, make_cut, 150, true},
-    {"bits", encrypted_session, count_bits, make_bit, 60, true},
-    {"allocations", some_sessions, count_allocations, make_allocation, 150, false},
-    {"system-calls", some_sessions, count_system_calls, make_system_call, 100, false},
+    {"cuts", all_sessions, count_cuts, make_cut, 60, true},
+    {"bits", encrypted_session, count_bits, make_bit, 24, true},
+    {"allocations", some_sessions, count_allocations, make_allocation, 80, false},
+    {"system-calls", some_sessions, count_system_calls, make_system_call, 50, false},
     {"slow", page_sessions, count_slow, make_slow, 1, true},
-    {"clock", plain_session, count_clocks, make_clock, 100, false},
+    {"clock", plain_session, count_clocks, make_clock, 40, false},
     {"outputs", forms, count_outputs, make_output, std::size(outputs), true},
-    {"signals", page_sessions, count_signals, make_signal, 50, true},
+    {"signals", page_sessions, count_signals, make_signal, 40, true},
 };
 
 }  // namespace
