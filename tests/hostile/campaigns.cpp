@@ -26,12 +26,9 @@ constexpr scene_t sessions[] = {
      .words = "-D 1 -a -xc; -r volid,volume,ssid,client,name",
      .losses = scene_t::losses_t::by_volume},
     {.name = "summary", .lab = SMALL, .words = "-D 1 -a -X", .losses = scene_t::losses_t::figures},
-    {.name = "history",
-     .lab = SMALL,
-     .words = "-h -r ssid,property,newvalue",
-     .message_alone = true},
-    {.name = "volumes", .lab = "", .words = "-O", .message_alone = true},
-    {.name = "clients", .lab = "", .words = "-C", .message_alone = true},
+    {.name = "history", .lab = SMALL, .words = "-h -r ssid,property,newvalue"},
+    {.name = "volumes", .lab = "", .words = "-O"},
+    {.name = "clients", .lab = "", .words = "-C"},
 };
 constexpr std::span<const scene_t> all_sessions(sessions), page_sessions(sessions, 2),
     encrypted_session(sessions + 1, 1), some_sessions(sessions, 4), plain_session(sessions, 1);

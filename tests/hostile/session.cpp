@@ -152,8 +152,6 @@ verdict_t site_t::judge(const strike_t &strike, const command_result &result,
       return verdict_t::whole;
     } else if (scene_->losses != scene_t::losses_t::none && lost_volumes_only(result)) {
       return verdict_t::passed_over;
-    } else if (scene_->message_alone && !messages.empty()) {
-      return verdict_t::told;
     } else {
       why = "status 0 of a report that is not whole";
     }

@@ -20,8 +20,6 @@ struct scene_t {
   // Volumes may be passed over, which debug lines tell: the rest is whole. Lines begin with the
   // volume's identifier when the lost lines can be told, else the figures are not looked at.
   enum class losses_t { none, by_volume, figures } losses = losses_t::none;
-  // Standard output and status are those of an empty or unenriched report; the message alone tells.
-  bool message_alone = false;
 };
 
 // One fault.
