@@ -18,6 +18,11 @@ std::string number(double value) {
   return text;
 }
 
+double miss_of(const figure_t &figure, double value) {
+  if (figure.target == 0) return 0;
+  return figure.bound == bound_t::at_most ? value / figure.target : figure.target / value;
+}
+
 std::string target_text(const figure_t &figure) {
   if (figure.target == 0) return "";
   const char *word = figure.bound == bound_t::at_most ? "at most " : "at least ";
@@ -36,9 +41,13 @@ double median(std::vector<double> values) {
 }
 
 double miss(const figure_t &figure) {
-  if (figure.target == 0) return 0;
-  double value = median(figure.values);
-  return figure.bound == bound_t::at_most ? value / figure.target : figure.target / value;
+  return miss_of(figure, median(figure.values));
+}
+
+double least_miss(const figure_t &figure) {
+  if (figure.values.empty()) return 0;
+  auto [low, high] = std::minmax_element(figure.values.begin(), figure.values.end());
+  return miss_of(figure, figure.bound == bound_t::at_most ? *low : *high);
 }
 
 std::string table_text(const std::vector<figure_t> &figures) {

@@ -21,6 +21,8 @@ struct figure_t {
 double median(std::vector<double> values);
 // By how much the median misses the target: 1 is on it, 2 twice as bad; 0 without a target.
 double miss(const figure_t &figure);
+// The same of the best repetition, which other load on the machine disturbed least.
+double least_miss(const figure_t &figure);
 
 // The table in Markdown: median, lowest and highest value, target.
 std::string table_text(const std::vector<figure_t> &figures);
