@@ -43,37 +43,25 @@ std::string first_value(const attrlist &attrs, std::string_view name) {
   return value == nullptr ? std::string() : *value;
 }
 
-struct required_t {
+// What a connection cannot do without, with what is said when it is missing.
+constexpr struct {
   const char *name;
   std::string storage_params::*to;
-  errobj_t *(*missing)();
-};
-
-constexpr required_t required[] = {
-    {"Server independent device path", &storage_params::device_path,
-     [] {
-       return err_create(106852, 55000,
-                         "The device path on the Bulk Harbor host was not specified during a "
-                         "server independent operation.\n");
-     }},
-    {"hosts", &storage_params::host,
-     [] {
-       return err_create(106838, 55000,
-                         "The name of the Bulk Harbor host was not specified during a server "
-                         "independent operation.\n");
-     }},
-    {"username", &storage_params::user,
-     [] {
-       return err_create(106839, 55000,
-                         "The username of the Bulk Harbor host was not specified during a server "
-                         "independent operation.\n");
-     }},
-    {"password", &storage_params::password,
-     [] {
-       return err_create(106840, 55000,
-                         "The password for the Bulk Harbor host was not specified during a server "
-                         "independent operation.\n");
-     }},
+  std::int32_t id;
+  const char *missing;
+} required[] = {
+    {"Server independent device path", &storage_params::device_path, 106852,
+     "The device path on the Bulk Harbor host was not specified during a server independent "
+     "operation.\n"},
+    {"hosts", &storage_params::host, 106838,
+     "The name of the Bulk Harbor host was not specified during a server independent "
+     "operation.\n"},
+    {"username", &storage_params::user, 106839,
+     "The username of the Bulk Harbor host was not specified during a server independent "
+     "operation.\n"},
+    {"password", &storage_params::password, 106840,
+     "The password for the Bulk Harbor host was not specified during a server independent "
+     "operation.\n"},
 };
 
 int get_max_idle_conns(const attrlist &attrs) {
@@ -86,9 +74,9 @@ int get_max_idle_conns(const attrlist &attrs) {
 }
 
 errobj_t *read_params(const attrlist &attrs, storage_params &params) {
-  for (const required_t &row : required) {
+  for (const auto &row : required) {
     const std::string *value = attrlist_first(attrs, row.name);
-    if (value == nullptr) return row.missing();
+    if (value == nullptr) return err_create(row.id, 55000, row.missing);
     params.*row.to = *value;
   }
   params.password = unhide(params.password, HIDING_KEY);
