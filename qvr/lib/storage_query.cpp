@@ -24,6 +24,11 @@ bool is_client_of(const cat_session &session, std::string_view client) {
   return storage_client_name(client.substr(0, CLIENT_MAX)) == session.client();
 }
 
+// Whether the limit is reached. What is no number of records is no limit, as with a server.
+bool is_full(const mr_range &mr, std::int64_t count) {
+  return mr.mr_count > 0 && count >= mr.mr_count;
+}
+
 void report_index_inconsistency(cat_session &session, std::int64_t time, const std::string &path,
                                 const errobj_t &error) {
   std::string text = std::to_string(time);
@@ -173,7 +178,7 @@ struct pass_t {
       if (record == nullptr || !finish(candidate, *record)) continue;
       found.push_back(record);
       count++;
-      if (mr.mr_count != 0 && count >= mr.mr_count) break;
+      if (is_full(mr, count)) break;
     }
     return nullptr;
   }
@@ -215,7 +220,7 @@ errobj_t *range_lists(cat_session &session, std::string_view client, std::string
   if (errobj_t *error =
           get_ss_lst(session, ssname, filter_attrs, *mr, storage_layout::second, list, count))
     return error;
-  if (mr->mr_count != 0 && count >= mr->mr_count) return nullptr;
+  if (is_full(*mr, count)) return nullptr;
   errobj_t *error =
       get_ss_lst(session, ssname, filter_attrs, *mr, storage_layout::first, list, count);
   if (error == nullptr || list.empty()) return error;
