@@ -149,7 +149,8 @@ class tree_connection final : public storage_connection {
  private:
   static errobj_t *check(const std::string &path) {
     if (path.size() >= STORAGE_PATH_MAX) return system_error(ENAMETOOLONG);
-    return climbs(path) ? system_error(EINVAL) : nullptr;
+    bool cut = path.find('\0') != std::string::npos;  // the system would read it up to there
+    return cut || climbs(path) ? system_error(EINVAL) : nullptr;
   }
   // Paths are looked up from the root; the empty rest is the root itself.
   static std::string below(std::string_view path) {

@@ -23,8 +23,8 @@ errobj_t *bind(sqlite3 *database, sqlite3_stmt *statement, std::string_view ssna
                        {MSG_ARG_SAVETIME, std::to_string(time)},
                        {MSG_ARG_INT, std::to_string(status)}});
   if (ssname.empty()) return nullptr;
-  status = sqlite3_bind_text(statement, 2, ssname.data(), static_cast<int>(ssname.size()),
-                             SQLITE_TRANSIENT);
+  status = sqlite3_bind_text64(statement, 2, ssname.data(), ssname.size(), SQLITE_TRANSIENT,
+                               SQLITE_UTF8);
   if (status == SQLITE_OK) return nullptr;
   return err_create(
       115060, 55000,
