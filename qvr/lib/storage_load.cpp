@@ -21,6 +21,11 @@ std::string number_text(int number) {
   return std::to_string(number);
 }
 
+// Why a database did not open, or what it says of its last call.
+const char *reason(sqlite3 *database, int status) {
+  return database != nullptr ? sqlite3_errmsg(database) : sqlite3_errstr(status);
+}
+
 // A database that others wrote is data and nothing more.
 void distrust(sqlite3 *database) {
   sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
@@ -73,13 +78,24 @@ errobj_t *open_file(const std::string &path, sqlite3 *&file) {
       sqlite3_open_v2(path.c_str(), &file, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, BHQUAY_NAME);
   if (status != SQLITE_OK) {
     // The cause of a file that is there but cannot be opened travels beside SQLite's own answer.
-    return open_error(path, file != nullptr ? sqlite3_errmsg(file) : sqlite3_errstr(status),
-                      status);
+    return open_error(path, reason(file, status), status);
   }
   distrust(file);
   if (size_of(object_of(file)) > RECORD_FILE_MAX)
     return open_error(path, sqlite3_errstr(SQLITE_TOOBIG), SQLITE_TOOBIG);
   return nullptr;
+}
+
+errobj_t *close_file(const std::string &path, sqlite3 *file) {
+  int status = sqlite3_close(file);
+  if (status == SQLITE_OK) return nullptr;
+  errobj_t *error =
+      err_create(115058, 55000, "Unable to close SQL database '%s' due to an error: %s (%d).\n",
+                 {{MSG_ARG_PATH, path},
+                  {MSG_ARG_ERRTEXT, reason(file, status)},
+                  {MSG_ARG_INT, number_text(status)}});
+  sqlite3_close_v2(file);  // it goes when nobody uses it any more
+  return error;
 }
 
 int copy_once(sqlite3 *file, sqlite3 *memory, const char *name) {
@@ -137,20 +153,14 @@ errobj_t *load_locked(const cat_session &session, memory_database &memory, const
     if (error == nullptr) error = execute(file, sql);
   bool ready = error == nullptr;
   if (ready) error = merge ? copy_and_merge(file, memory) : copy(file, memory, false);
-  int status = sqlite3_close(file);
+  errobj_t *closed = close_file(path, file);
   errobj_t *storage = bhquay_take_error();
   bhquay_set_data({});
   // The statements read the file's head, so that they are the first to meet a file that is
   // elsewhere.
   if (opened && !ready && storage_is_on_cloud_tier(storage)) return storage;
   if (error != nullptr) return error;
-  if (status != SQLITE_OK)
-    return err_create(115058, 55000,
-                      "Unable to close SQL database '%s' due to an error: %s (%d).\n",
-                      {{MSG_ARG_PATH, path},
-                       {MSG_ARG_ERRTEXT, sqlite3_errstr(status)},
-                       {MSG_ARG_INT, number_text(status)}});
-  return storage;
+  return closed != nullptr ? closed : storage;
 }
 
 // Reading of the two tables and comparing are all that a look-up may do.
@@ -180,7 +190,7 @@ errobj_t *memory_database::open() {
   database_.reset(opened);
   if (status != SQLITE_OK)
     return err_create(106798, 55000, "Unable to open the database: %s\n",
-                      {{MSG_ARG_ERRTEXT, sqlite3_errstr(status)}});
+                      {{MSG_ARG_ERRTEXT, reason(opened, status)}});
   distrust(opened);
   sqlite3_set_authorizer(opened, allow, nullptr);
   budget_.watch(opened);
