@@ -157,5 +157,10 @@ int main(int argc, char **argv) {
   for (const ss_t *ss : list.rows) print(*ss);
   bool none = list.empty();
   mif_close();
-  return std::fflush(stdout) != 0 ? 2 : none ? 1 : 0;
+  // Of a long list the loss may lie long before the last lines.
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    std::fprintf(stderr, "qvrcat: cannot write to the standard output\n");
+    return 2;
+  }
+  return none ? 1 : 0;
 }

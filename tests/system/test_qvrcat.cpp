@@ -6,6 +6,7 @@
 
 #include "small_catalogue.h"
 #include "system_fixture.h"
+#include "temp_dir.h"
 
 namespace qvr::test {
 namespace {
@@ -14,12 +15,6 @@ namespace fs = std::filesystem;
 
 class qvrcat_test : public testing::Test {
  protected:
-  qvrcat_test() {
-    char name[] = "/tmp/qvrcat-XXXXXX";
-    root = mkdtemp(name);
-  }
-  ~qvrcat_test() override { fs::remove_all(root); }
-
   void write_tree(const std::string &layout) {
     const std::string file = root + "/catalogue";
     ASSERT_EQ(store_small_catalogue(file), "");
@@ -37,7 +32,8 @@ class qvrcat_test : public testing::Test {
     return run_command(argv, options);
   }
 
-  std::string root;
+  const temp_dir directory;
+  const std::string root = directory.path();
 };
 
 // By their save times: 1767402000 is save set 13, 1767574800 save set 15 of mars.
@@ -95,6 +91,15 @@ TEST_F(qvrcat_test, lines_and_statuses) {
     EXPECT_EQ(result.out, row.out);
     EXPECT_EQ(result.err, row.err);
   }
+}
+
+TEST_F(qvrcat_test, a_list_that_is_lost) {
+  write_tree("2");
+  command_result result = run_command(
+      {"sh", "-c",
+       built_program("qvrcat") + ' ' + root + "/tree -d /vault/bay -c mars >/dev/full"});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err, "qvrcat: cannot write to the standard output\n");
 }
 
 // What is wrong in a tree costs its record alone, and -D 1 names it.
