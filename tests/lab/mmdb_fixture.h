@@ -2,13 +2,12 @@
 // what SQL says.
 #pragma once
 
-#include <unistd.h>
-
-#include <cstdlib>
+#include <optional>
 
 #include "lab_fixture.h"
 #include "packed_attrs.h"
 #include "sqlite_handle.h"
+#include "temp_dir.h"
 #include "xdr_records.h"
 
 namespace qvr::test {
@@ -18,10 +17,9 @@ using ids_t = std::vector<std::string>;
 class mmdb_test : public lab_test {
  protected:
   static void SetUpTestSuite() {
-    char name[] = "/tmp/lab-test-XXXXXX";
-    directory = mkdtemp(name);
+    directory.emplace();
     lab_options options = test_options();
-    options.store = directory + "/catalogue";
+    options.store = directory->file("catalogue");
     std::string why;
     lab = new lab_installation;
     ASSERT_TRUE(lab->start(options, why)) << why;
@@ -31,8 +29,7 @@ class mmdb_test : public lab_test {
   }
   static void TearDownTestSuite() {
     database.reset();
-    unlink((directory + "/catalogue").c_str());
-    rmdir(directory.c_str());
+    directory.reset();
     lab_test::TearDownTestSuite();
   }
 
@@ -132,7 +129,7 @@ class mmdb_test : public lab_test {
         .bytes;
   }
 
-  static inline std::string directory;
+  static inline std::optional<temp_dir> directory;
   static inline sqlite_database database;
 };
 

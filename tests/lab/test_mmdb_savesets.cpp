@@ -69,7 +69,7 @@ TEST_F(mmdb_savesets, pages_lose_and_repeat_nothing) {
     for (std::int64_t count : {1, 2, 7, 100, 8192}) {
       SCOPED_TRACE(testing::Message() << "more " << more << ", pages of " << count);
       lab_options options = test_options();
-      options.catalogue = directory + "/catalogue";
+      options.catalogue = directory->file("catalogue");
       options.more = more;
       lab_installation paging;
       std::string why;

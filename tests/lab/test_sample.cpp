@@ -8,6 +8,7 @@
 #include "lab_sample.h"
 #include "run_command.h"
 #include "ss_flags.h"
+#include "temp_dir.h"
 #include "xdr_records.h"
 
 namespace qvr::test {
@@ -167,16 +168,11 @@ TEST(lab_sample, specs_are_read_whole_or_refused) {
 
 class catalogue_files : public testing::Test {
  protected:
-  void SetUp() override {
-    char name[] = "/tmp/lab-files-XXXXXX";
-    directory = mkdtemp(name);
-  }
-  void TearDown() override { run_command({"rm", "-r", directory}); }
-  std::string directory;
+  temp_dir directory;
 };
 
 TEST_F(catalogue_files, a_catalogue_comes_back_as_it_was_stored) {
-  std::string path = directory + "/one", why;
+  std::string path = directory.file("one"), why;
   text_sink before, after;
   catalogue_writer writer(path);
   make_sample(options_of(4, 8, 20), before);
@@ -218,13 +214,13 @@ TEST_F(catalogue_files, a_catalogue_comes_back_as_it_was_stored) {
 TEST_F(catalogue_files, bad_files_are_told) {
   std::string why;
   text_sink sink;
-  EXPECT_FALSE(read_catalogue_file(directory + "/missing", sink, why));
-  EXPECT_EQ(why, directory + "/missing: unable to open database file");
-  std::string text = directory + "/text";
+  EXPECT_FALSE(read_catalogue_file(directory.file("missing"), sink, why));
+  EXPECT_EQ(why, directory.file("missing") + ": unable to open database file");
+  std::string text = directory.file("text");
   run_command({"sh", "-c", "yes no database | head -c 8192 > " + text});
   EXPECT_FALSE(read_catalogue_file(text, sink, why));
   EXPECT_EQ(why, text + ": file is not a database");
-  catalogue_writer writer(directory + "/no/such/place");
+  catalogue_writer writer(directory.file("no/such/place"));
   EXPECT_FALSE(writer.close(why));
 }
 
@@ -236,7 +232,7 @@ class lab_program_run : public catalogue_files {
 TEST_F(lab_program_run, stops_cleanly_on_either_signal) {
   for (int signal : {SIGTERM, SIGINT}) {
     background_command lab(
-        {program, "--sample", "1:2:3", "--port", "0", "--log", directory + "/log"});
+        {program, "--sample", "1:2:3", "--port", "0", "--log", directory.file("log")});
     ASSERT_TRUE(lab.wait_for("\n"));
     EXPECT_TRUE(lab.result().out.starts_with("ready "));
     command_result result = lab.stop(signal);
@@ -277,7 +273,7 @@ TEST_F(lab_program_run, bad_arguments_end_it_with_a_reason) {
 }
 
 TEST_F(lab_program_run, a_stored_sample_is_served_again) {
-  std::string file = directory + "/file";
+  std::string file = directory.file("file");
   EXPECT_EQ(run_command({program, "--sample", "1:2:3", "--store", file, "--no-serve"}).status, 0);
   command_result count = run_command({"sqlite3", file, "SELECT count(*) > 20 FROM saveset"});
   EXPECT_EQ(count.out, "1\n") << count.err;

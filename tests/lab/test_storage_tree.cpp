@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <thread>
 
 #include "clnt_create.h"
@@ -15,6 +16,7 @@
 #include "queries.h"
 #include "session.h"
 #include "storage_session.h"
+#include "temp_dir.h"
 #include "xdr_records.h"
 
 namespace qvr::test {
@@ -43,12 +45,11 @@ struct direct_env final : mif_env_t {
 class storage_tree_test : public lab_test {
  protected:
   static void SetUpTestSuite() {
-    char name[] = "/tmp/storage-tree-XXXXXX";
-    root = mkdtemp(name);
+    root.emplace();
     std::string why;
     for (int layout : {1, 2}) {
       lab_options options = test_options();
-      options.tree = root;
+      options.tree = root->path();
       options.device = "/device" + std::to_string(layout);
       options.layout = layout;
       options.serve = layout == 2;
@@ -61,13 +62,13 @@ class storage_tree_test : public lab_test {
     }
     env.port = lab->port("qvrmmdbd");
     mif_set_env(&env);
-    library = storage_directory_library(root);
+    library = storage_directory_library(root->path());
     storage_register(library);
   }
   static void TearDownTestSuite() {
     storage_unregister(library.get());
     mif_set_env(nullptr);
-    fs::remove_all(root);
+    root.reset();
     lab_test::TearDownTestSuite();
   }
   void TearDown() override { mif_reset(); }
@@ -99,7 +100,7 @@ class storage_tree_test : public lab_test {
     return records;
   }
 
-  static inline std::string root;
+  static inline std::optional<temp_dir> root;
   static inline direct_env env;
   static inline std::shared_ptr<storage_library> library;
 };
@@ -220,7 +221,7 @@ TEST_F(storage_tree_test, the_session_around_it) {
 
 // What of a tree is no appliance's.
 TEST_F(storage_tree_test, paths_that_are_refused) {
-  const std::string odd = root + "/odd";
+  const std::string odd = root->file("odd");
   fs::create_directories(odd + "/directory");
   fs::create_symlink("/etc/passwd", odd + "/link");
   ASSERT_EQ(mkfifo((odd + "/fifo").c_str(), 0600), 0);
@@ -237,6 +238,7 @@ TEST_F(storage_tree_test, paths_that_are_refused) {
       {__LINE__, "/odd/directory", EISDIR},
       {__LINE__, "/odd/../../etc/passwd", EINVAL},
       {__LINE__, "/" + std::string(4095, 'x'), ENAMETOOLONG},
+      {__LINE__, std::string("/odd/none\0/..", 13), EINVAL},
   };
   for (const auto &row : rows) {
     SCOPED_TRACE(row.line);

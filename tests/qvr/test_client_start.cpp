@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <map>
 
 #include "auth_methods.h"
@@ -18,6 +17,7 @@
 #include "qvrports.h"
 #include "rpc_state.h"
 #include "start_env.h"
+#include "temp_dir.h"
 
 namespace qvr {
 namespace {
@@ -296,12 +296,9 @@ TEST_F(client_start_test, encryption_is_not_asked_by_every_program) {
 }
 
 TEST_F(client_start_test, markers_and_logs) {
-  char directory[] = "/tmp/client-start-XXXXXX";
-  ASSERT_NE(nullptr, mkdtemp(directory));
-  std::string marker = std::string(directory) + "/fipsenable";
-  std::string log = std::string(directory) + "/rendered";
-  std::ofstream(marker) << "";
-  setenv("QVR_ROOT_DEBUG_DIR", directory, 1);
+  temp_dir directory;
+  std::string marker = directory.write("fipsenable", ""), log = directory.file("rendered");
+  setenv("QVR_ROOT_DEBUG_DIR", directory.path().c_str(), 1);
   {
     caught_messages caught;
     EXPECT_TRUE(qvr_client_init("vault", false));
@@ -325,8 +322,6 @@ TEST_F(client_start_test, markers_and_logs) {
   msg_outlets().mode_source = nullptr;
   unsetenv("QVR_RENDERED_PATH");
   unsetenv("QVR_ROOT_DEBUG_DIR");
-  unlink(log.c_str());
-  rmdir(directory);
 }
 
 TEST(port_settings, exclusions) {

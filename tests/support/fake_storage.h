@@ -23,9 +23,10 @@ class fake_storage final : public storage_library {
   std::unordered_map<std::string, std::string> files;
   std::map<std::string, std::set<std::string>> directories;
   std::function<std::string(const std::string &)> make;  // what an empty file holds when opened
-  std::map<std::string, std::int32_t> faults;            // codes, by call as in `calls`
-  std::map<std::string, int> tiers;                      // 1 where none is given
-  std::vector<std::string> calls;                        // "opendir PATH", "next PATH", "read ...
+  // Codes, by call as in `calls`; "twice DIRECTORY" doubles the names in it instead.
+  std::map<std::string, std::int32_t> faults;
+  std::map<std::string, int> tiers;  // 1 where none is given
+  std::vector<std::string> calls;    // "opendir PATH", "next PATH", "read ...
   std::vector<storage_params> connects;
   std::int32_t start_fault = 0;  // code of the library's start
 
@@ -91,13 +92,16 @@ class fake_storage final : public storage_library {
         : storage(of), path(std::move(at)), names(all), next_name(all.begin()) {}
     errobj_t *next(std::string &name, bool &end) override {
       end = next_name == names.end();
-      if (!end) name = *next_name++;
+      if (!end) name = *next_name;
+      again = !again && storage.faults.contains("twice " + path);
+      if (!end && !again) ++next_name;
       return storage.call("next", path);
     }
     fake_storage &storage;
     std::string path;
     const std::set<std::string> &names;
     std::set<std::string>::const_iterator next_name;
+    bool again = false;
   };
   struct connection_t final : storage_connection {
     explicit connection_t(fake_storage &of) : storage(of) {}
