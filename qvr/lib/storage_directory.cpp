@@ -115,7 +115,11 @@ class tree_connection final : public storage_connection {
   errobj_t *open_directory(const std::string &path,
                            std::unique_ptr<storage_directory> &directory) override {
     fd_t fd(-1);
-    if (errobj_t *error = open(path, O_RDONLY | O_DIRECTORY, 0, fd)) return error;
+    if (errobj_t *error = open(path, O_RDONLY | O_DIRECTORY, 0, fd)) {
+      if (storage_is_missing(error)) return error;
+      // It ends a walk of many: which one was it?
+      return err_from_text(ERR_SYSTEM, err_number(error->code), path + ": " + error->text);
+    }
     DIR *opened = fdopendir(fd.get());
     if (opened == nullptr) return system_error(errno);
     fd.release();

@@ -28,8 +28,10 @@ bool is_dots(std::string_view name) {
   return name == "." || name == "..";
 }
 
-errobj_t *too_deep() {
-  return err_from_table(ERR_SYSTEM, ELOOP);
+errobj_t *too_deep(const std::string &directory) {
+  return err_from_text(
+      ERR_SYSTEM, ELOOP,
+      directory + ": more than " + std::to_string(STORAGE_WALK_DEPTH) + " directories deep");
 }
 
 // Calls `each` with every name of an open directory until it answers with an error.
@@ -63,7 +65,7 @@ errobj_t *add_ts10k_to_list(const std::string &directory, const std::string &nam
 
 errobj_t *bh_get_ts10k_dir_entries(storage_connection &connection, const std::string &directory,
                                    const bounds_t &bounds, int depth, ts10k_list &list) {
-  if (depth >= STORAGE_WALK_DEPTH) return too_deep();
+  if (depth >= STORAGE_WALK_DEPTH) return too_deep(directory);
   std::unique_ptr<storage_directory> opened;
   if (errobj_t *error = connection.open_directory(directory, opened)) {
     if (!storage_is_missing(error)) return error;
@@ -161,7 +163,7 @@ struct walk_v1_t {
   }
 
   errobj_t *get_dir_entries_v1(const std::string &directory, int depth) {
-    if (depth >= STORAGE_WALK_DEPTH) return too_deep();
+    if (depth >= STORAGE_WALK_DEPTH) return too_deep(directory);
     std::unique_ptr<storage_directory> opened;
     if (errobj_t *error = connection.open_directory(directory, opened)) {
       if (!storage_is_missing(error)) return error;

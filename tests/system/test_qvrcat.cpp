@@ -126,6 +126,11 @@ TEST_F(qvrcat_test, locked_moved_and_damaged_records) {
   EXPECT_NE(list("tree -d /vault/bay -c mars -u a").out.find(";index subspace:a/b;"),
             std::string::npos);
 
+  std::ofstream(records + "stray").flush();
+  result = list("tree -d /vault/bay -c mars");
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err, "qvrcat: /vault/bay/mars/0/2.0/meta_rec/stray: Not a directory\n");
+
   fs::remove_all(root + "/tree");
   write_tree("1");
   EXPECT_EQ(list("tree -d /vault/bay -c mars -N /tmp").out,
