@@ -300,8 +300,7 @@ errobj_t *times_list(cat_session &session, std::string_view client,
   list.pages.push_back(lookup.page);
   for (std::int64_t time : times) {
     ss_list found;
-    if (const errobj_t *error = lookup.lookup_index_eq(time, found))
-      KS_DEBUG(1, "m_iface_bh::bh_fetchss_times: failed with error : %s.\n", error->text.c_str());
+    if (errobj_t *error = lookup.lookup_index_eq(time, found)) return error;
     for (ss_t *record : found.rows) {
       if (!subspace.empty()) set_record_attr(*lookup.page, *record, "index subspace", subspace);
     }

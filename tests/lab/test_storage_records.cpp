@@ -111,6 +111,14 @@ TEST_F(storage_test, times_and_ids) {
   EXPECT_EQ(told(bh_fetchss_ids(session.get(), ids)),
             whole("4294967301 rec=2:4294967301 | 9999 rec=2:9999"));
 
+  // A place that cannot be looked at is no damage of one record.
+  open("mmdb_bh_subspaces=x");
+  storage->faults["test " + path_of("2:5")] = 15013;
+  log = log_of(1, [&] { list = bh_fetchss_times(session.get(), "mars", asked); });
+  EXPECT_EQ(told(list), "");
+  expect_logged(log, "m_iface_bh::bh_fetchss_times: failed with error : The appliance fails...",
+                true);
+
   // With a subspace a record that is not at its place is asked for by a range.
   put("2:a/b/200");
   put("2:a/40");
