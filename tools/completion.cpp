@@ -151,25 +151,27 @@ constexpr std::string_view ZSH = R"sh(#compdef reelscan
 # Made from the command's tables; do not edit.
 
 _reelscan_list() {
-  local -a words
+  local -a offer truth
+  truth=(@truth@)
   compset -P '*,'
   compset -P '( )#'
   if [[ $1 == report ]]; then
-    words=(@report@)
+    offer=(@report@)
   elif compset -P '(#i)level[ ]#[<=>]##'; then
-    words=(@levels@)
-  elif compset -P '[^<=>]##='; then
-    words=(true false)
+    offer=(@levels@)
+  elif compset -P '(#i)(not |!)#('${(j:|:)truth}')[ ]#='; then
+    offer=(true false)
   else
-    compset -P '!'
-    words=(@query@)
+    compset -P '(#i)(!|not )( )#'
+    offer=(@query@)
   fi
-  compadd -S '' -a words
+  compadd -S '' -a offer
 }
 
 _reelscan_order() {
   local -a letters
   letters=(@sort@)
+  letters=(${letters:#[${PREFIX:-:}]:*})
   compset -P '*'
   _describe -V 'sort order' letters -S ''
 }
