@@ -110,6 +110,9 @@ std::string word_item(const mr_t &field, std::string_view meaning) {
     }
     if (!field.has_short) out += " , queries alone";
     if (field.mr_flags == catalogue_rows::REPORT) out += " , reports alone";
+    bool renamed = field.has_short && field.mr_longname != field.mr_key;
+    if (renamed && kind_of(field) != WORD_HISTORY)
+      out += " , in exports Li " + page_text(field.mr_longname);
   }
   return out + "\n" + sentence(meaning) + "\n";
 }

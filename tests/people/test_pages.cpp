@@ -64,6 +64,14 @@ TEST(pages, every_option_and_export_form) {
 
 TEST(pages, every_word_once_with_its_width) {
   std::string text = page("reelscan-query.7");
+  // One of each kind as it must stand: type, width, comparators, name in exports.
+  for (const char *entry :
+       {"client\n.Pq text, width 11 , Cm = No list\n",
+        "%used\n.Pq count, width 5 , Cm = < <= > >= , in exports Li percent\\-used\n",
+        "volid\n.Pq id, width 11 , Cm =\n",
+        "ssattr\n.Pq text, width 31 , Cm = != No list , queries alone\n",
+        "savesets\n.Pq count, width 6 , reports alone\n", "full\n.Pq flags\n"})
+    EXPECT_THAT(text, testing::HasSubstr("\n.It Cm " + std::string(entry)));
   for (const mr_t &field : field_catalogue()) {
     SCOPED_TRACE(field.mr_key);
     std::string item =
