@@ -2,14 +2,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <fstream>
-#include <thread>
 
 #include "fake_resolver.h"
 #include "fault_table.h"
 #include "ks_errors.h"
+#include "temp_dir.h"
 
 namespace qvr {
 namespace {
@@ -234,17 +231,11 @@ TEST(hosts_reverse, words_of_the_state) {
 
 class hosts_faults : public testing::Test {
  protected:
-  hosts_faults() {
-    close(mkstemp(path_));
-    setenv("QVR_FAULT_TABLE", path_, 1);
-  }
-  ~hosts_faults() override {
-    unsetenv("QVR_FAULT_TABLE");
-    unlink(path_);
-  }
-  void write(const std::string &text) { std::ofstream(path_) << text; }
+  hosts_faults() { setenv("QVR_FAULT_TABLE", directory_.file("rdlr").c_str(), 1); }
+  ~hosts_faults() override { unsetenv("QVR_FAULT_TABLE"); }
+  void write(const std::string &text) { directory_.write("rdlr", text); }
 
-  char path_[32] = "/tmp/rdlr-test-XXXXXX";
+  temp_dir directory_;
 };
 
 TEST_F(hosts_faults, simulated_failures) {

@@ -19,6 +19,7 @@
 #include "ks_sockets.h"
 #include "ks_wrappers.h"
 #include "progname.h"
+#include "temp_dir.h"
 
 namespace qvr {
 namespace {
@@ -202,8 +203,7 @@ TEST(ks_wrappers, environment) {
 
 TEST(ks_wrappers, byte_order_marks) {
   const std::string mark = "\xef\xbb\xbf";
-  char path[] = "/tmp/ks-open-XXXXXX";
-  close(mkstemp(path));
+  temp_dir directory;
   struct row_t {
     int line;
     std::string before;
@@ -224,8 +224,8 @@ TEST(ks_wrappers, byte_order_marks) {
   };
   for (const row_t &row : rows) {
     SCOPED_TRACE(row.line);
-    std::ofstream(path) << row.before;
-    int file = ks_open(path, row.how, 0600, row.flags);
+    const std::string path = directory.write("file", row.before);
+    int file = ks_open(path.c_str(), row.how, 0600, row.flags);
     ASSERT_GE(file, 0);
     char some[64];
     if (row.how == O_RDONLY) {
@@ -239,9 +239,8 @@ TEST(ks_wrappers, byte_order_marks) {
     all << std::ifstream(path).rdbuf();
     EXPECT_EQ(row.after, all.str());
   }
-  unlink(path);
   struct stat about;
-  EXPECT_EQ(-1, ks_stat(path, &about));
+  EXPECT_EQ(-1, ks_stat(directory.file("none").c_str(), &about));
   EXPECT_EQ(KS_ENOENT, ks_last_error());
 }
 

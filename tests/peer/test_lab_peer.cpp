@@ -5,6 +5,7 @@
 
 #include "raw_rpc.h"
 #include "run_command.h"
+#include "temp_dir.h"
 
 namespace qvr::test {
 namespace {
@@ -21,8 +22,6 @@ class lab_peer : public testing::Test {
     host_ = private_host::make(options, why);
     if (!host_) GTEST_SKIP() << why;
     inside_.host = host_.get();
-    char name[] = "/tmp/lab-peer-XXXXXX";
-    directory_ = mkdtemp(name);
     // The security layer's tokens are the system's own: no published dissector reads them.
     lab_ = std::make_unique<background_command>(
         std::vector<std::string>{built_program("qvrlabd"), "--port", "111", "--sample", "1:4:5",
@@ -34,7 +33,6 @@ class lab_peer : public testing::Test {
     if (lab_) {
       EXPECT_EQ(lab_->stop().status, 0);
     }
-    if (!directory_.empty()) run_command({"rm", "-r", directory_});
   }
 
   bool have(const char *program) {
@@ -52,7 +50,7 @@ class lab_peer : public testing::Test {
 
   std::unique_ptr<private_host> host_;
   command_options inside_;
-  std::string directory_;
+  temp_dir directory_;
   std::unique_ptr<background_command> lab_;
 };
 
@@ -115,7 +113,7 @@ bool talk_to_everyone() {
 
 TEST_F(lab_peer, tshark_reads_a_session_without_a_malformed_packet) {
   if (!have("tshark")) GTEST_SKIP() << "tshark is missing";
-  std::string file = directory_ + "/session.pcapng";
+  std::string file = directory_.file("session.pcapng");
   command_options both = inside_;
   both.err_to_out = true;
   background_command capture({"tshark", "-i", "lo", "-w", file}, both);

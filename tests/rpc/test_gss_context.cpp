@@ -1,13 +1,9 @@
 // The two sides of the mechanism against each other, and what each refuses.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
 #include "gss_fixture.h"
+#include "temp_dir.h"
 
 namespace qvr {
 namespace {
@@ -163,8 +159,8 @@ TEST(gss_context, an_acceptor_judges_tokens) {
 
 // A claimant proves itself by reading a file that is meant for nobody else.
 TEST(gss_context, the_authentication_service_hands_out_a_key) {
-  char name[] = "/tmp/claim-XXXXXX";
-  std::string directory = mkdtemp(name), path = directory + "/record";
+  temp_dir directory;
+  const std::string path = directory.file("record");
   gss_test_acceptor service;
   service.sessions[7] = gss_test_record(7);
   service.service = true;
@@ -207,8 +203,7 @@ TEST(gss_context, the_authentication_service_hands_out_a_key) {
       auto from = row.spoilt < 0 ? record.end() : record.begin();
       from[row.spoilt] = static_cast<char>(from[row.spoilt] ^ 7);
     }
-    std::ofstream(path, std::ios::binary) << record;
-    chmod(path.c_str(), 0600);
+    chmod(directory.write("record", record).c_str(), 0600);
     outcome proof = initiate(cred, mine, answer.token);
     EXPECT_EQ(proof.text, row.failure);
     if (!row.failure.empty()) {
@@ -220,7 +215,6 @@ TEST(gss_context, the_authentication_service_hands_out_a_key) {
     outcome done = accept(service, theirs, proof.token);
     EXPECT_EQ(done.major, row.proved ? GSS_COMPLETE : GSS_BAD_SIGNATURE);
   }
-  std::filesystem::remove_all(directory);
 }
 
 TEST(gss_context, acquiring_without_the_service) {

@@ -15,11 +15,15 @@
 // "moon" is another name of the client "mars".
 #pragma once
 
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "ksui.h"
-#include "run_command.h"
+#include "system_fixture.h"
+#include "temp_dir.h"
 
 namespace qvr::test {
 
@@ -124,6 +128,29 @@ inline std::string store_small_catalogue(const std::string &file, const std::str
   shell.input = small_catalogue().sql() + more;
   command_result made = run_command({"sqlite3", file}, shell);
   return made.status == 0 ? "" : "sqlite3: " + made.err;
+}
+
+// The small catalogue, changed by `more` and served, in a directory of its own.
+struct small_site {
+  explicit small_site(const std::string &more = "", std::vector<std::string> options = {}) {
+    why = store_small_catalogue(file, more);
+    options.insert(options.end(), {"--catalogue", file});
+    if (why.empty()) site = installation::make(options, why);
+  }
+
+  temp_dir directory;
+  std::string file = directory.file("catalogue"), why;
+  std::unique_ptr<installation> site;  // null when there is none, and `why` says why
+};
+
+// Holds the text against golden/NAME.txt. With REELSCAN_GOLDEN_WRITE set, the file is written anew:
+// read it before it is kept.
+inline void expect_golden(const std::string &name, const std::string &text) {
+  std::string file = std::string(GOLDEN_DIRECTORY) + "/" + name + ".txt";
+  if (std::getenv("REELSCAN_GOLDEN_WRITE") != nullptr) std::ofstream(file) << text;
+  std::stringstream golden;
+  golden << std::ifstream(file).rdbuf();
+  EXPECT_EQ(text, golden.str());
 }
 
 }  // namespace qvr::test

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "system_fixture.h"
+#include "temp_dir.h"
 
 namespace qvr::test {
 namespace {
@@ -16,14 +17,6 @@ constexpr const char *COLUMNS = "-a -r volume,client,savetime,sumsize,level,name
 
 class channel : public testing::Test {
  protected:
-  void SetUp() override {
-    char name[] = "/tmp/channel-XXXXXX";
-    directory_ = mkdtemp(name);
-  }
-  void TearDown() override {
-    for (const char *file : {"/log", "/capture"}) std::remove((directory_ + file).c_str());
-    std::remove(directory_.c_str());
-  }
   // Null when this machine gives no namespaces.
   std::unique_ptr<installation> site(std::string_view options) {
     std::vector<std::string> words = words_of(options);
@@ -34,8 +27,7 @@ class channel : public testing::Test {
     std::remove(log().c_str());
     return installation::make(words, why);
   }
-  std::string log() const { return directory_ + "/log"; }
-  std::string directory() const { return directory_; }
+  std::string log() const { return directory_.file("log"); }
   // How the calls on the media database were authenticated: each word once, sorted.
   std::string flavours() const {
     std::ifstream in(log());
@@ -52,9 +44,7 @@ class channel : public testing::Test {
     return text;
   }
   std::string why;
-
- private:
-  std::string directory_;
+  temp_dir directory_;
 };
 
 TEST_F(channel, the_report_is_the_same_over_every_flavour) {
@@ -148,7 +138,7 @@ TEST_F(channel, a_capture_shows_names_in_plain_only) {
     SCOPED_TRACE(options);
     auto at = site(options);
     if (!at) GTEST_SKIP() << why;
-    std::string file = directory() + "/capture";
+    std::string file = directory_.file("capture");
     auto capture = at->start({"dumpcap", "-q", "-i", "lo", "-w", file});
     if (!capture->wait_for("File:")) GTEST_SKIP() << "no dumpcap: " << capture->result().out;
     command_result result = at->run(REPORT);

@@ -1,9 +1,5 @@
 // The fetches by four threads: workers that finish in any order, and volumes that cannot be had.
-#include <algorithm>
-#include <sstream>
-
 #include "small_catalogue.h"
-#include "system_fixture.h"
 
 namespace qvr::test {
 namespace {
@@ -20,11 +16,6 @@ const std::vector<std::string> REPORTS = {
     "-X -a -q savetime<1/1/2026",
     "-X -q client=ares,pool=Default,savetime<1/1/2026"};
 const std::vector<std::string> SAMPLE = {"--sample", "7:3:12", "--now", "1767225600"};
-
-std::string make_directory() {
-  char name[] = "/tmp/fetch-XXXXXX";
-  return mkdtemp(name);
-}
 
 std::vector<command_result> results_of(const std::vector<std::string> &faults, std::string &why) {
   std::vector<std::string> options = SAMPLE;
@@ -65,8 +56,6 @@ struct failure_row {
 };
 
 TEST(fetch, failures) {
-  const std::string directory = make_directory(), file = directory + "/catalogue";
-  std::string why = store_small_catalogue(file);
   constexpr const char *no_matches = "6095:reelscan: no matches found for the query\n";
   const failure_row rows[] = {
       // A worker's failure passes over its volume without a word.
@@ -83,16 +72,13 @@ TEST(fetch, failures) {
   };
   for (const failure_row &row : rows) {
     SCOPED_TRACE(row.line);
-    auto site = installation::make({"--catalogue", file, "--fault", row.fault}, why);
-    if (!site) GTEST_SKIP() << why;
-    ASSERT_EQ(why, "");
-    command_result result = site->run(row.words);
+    small_site at("", {"--fault", row.fault});
+    if (!at.site) GTEST_SKIP() << at.why;
+    command_result result = at.site->run(row.words);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, row.err);
   }
-  std::remove(file.c_str());
-  std::remove(directory.c_str());
 }
 
 }  // namespace

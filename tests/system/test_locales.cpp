@@ -1,14 +1,10 @@
 // Reports and their export forms in three locales over records that are hard to print: wide and
 // broken characters, over-long names, times at and before the epoch, both forevers. The outputs are
-// held against golden/locale.*.txt; see test_matrix.cpp for how those are made.
+// held against golden/locale.*.txt.
 #include <cctype>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
+#include <optional>
 
 #include "small_catalogue.h"
-#include "system_fixture.h"
 
 namespace qvr::test {
 namespace {
@@ -52,27 +48,19 @@ std::string shortened(const std::string &document) {
 class locales : public testing::TestWithParam<const char *> {
  protected:
   static void SetUpTestSuite() {
-    char name[] = "/tmp/locales-XXXXXX";
-    directory = mkdtemp(name);
-    why = store_small_catalogue(directory + "/catalogue");
-    command_options changes;
-    changes.input = HARD_RECORDS;
-    if (why.empty()) why = run_command({"sqlite3", directory + "/catalogue"}, changes).err;
+    at.emplace(HARD_RECORDS);
     // A locale of this test's own, as machines differ in what they have.
-    std::string made = directory + "/de_DE.UTF-8";
+    std::string made = at->directory.file("de_DE.UTF-8");
     has_german =
         run_command({"localedef", "-i", "de_DE", "-f", "UTF-8", "--no-archive", made}).status == 0;
-    if (why.empty()) site = installation::make({"--catalogue", directory + "/catalogue"}, why);
   }
-  static void TearDownTestSuite() {
-    site.reset();
-    run_command({"rm", "-r", "--", directory});
-  }
+  static void TearDownTestSuite() { at.reset(); }
 
   static command_result run(const std::vector<std::string> &more, const std::string &report) {
     std::vector<std::string> words = more, rest = words_of(report);
     words.insert(words.end(), rest.begin(), rest.end());
-    return site->run(words, {std::string("LC_ALL=") + GetParam(), "LOCPATH=" + directory});
+    return at->site->run(
+        words, {std::string("LC_ALL=") + GetParam(), "LOCPATH=" + at->directory.path()});
   }
   static void tell(std::string &text, const std::string &words, const command_result &result) {
     text += "$ reelscan " + words + "\n" + shortened(result.out);
@@ -80,13 +68,12 @@ class locales : public testing::TestWithParam<const char *> {
     text += "= " + std::to_string(result.status) + "\n\n";
   }
 
-  static inline std::string directory, why;
   static inline bool has_german = false;
-  static inline std::unique_ptr<installation> site;
+  static inline std::optional<small_site> at;
 };
 
 TEST_P(locales, golden) {
-  if (!site) GTEST_SKIP() << why;
+  if (!at->site) GTEST_SKIP() << at->why;
   const std::string locale = GetParam();
   if (locale == "de_DE.UTF-8" && !has_german) GTEST_SKIP() << "localedef makes no de_DE here";
   std::string text;
@@ -107,11 +94,7 @@ TEST_P(locales, golden) {
     command_result parsed = run_command({"xmllint", "--noout", "-"}, input);
     EXPECT_EQ(parsed.status, 0) << report << "\n" << parsed.err;
   }
-  std::string file = std::string(GOLDEN_DIRECTORY) + "/locale." + locale + ".txt";
-  if (std::getenv("REELSCAN_GOLDEN_WRITE") != nullptr) std::ofstream(file) << text;
-  std::stringstream golden;
-  golden << std::ifstream(file).rdbuf();
-  EXPECT_EQ(text, golden.str());
+  expect_golden("locale." + locale, text);
 }
 
 INSTANTIATE_TEST_SUITE_P(all, locales, testing::Values("C", "C.UTF-8", "de_DE.UTF-8"),

@@ -1,15 +1,9 @@
 // Each predefined report with each kind of query, and what no such pair shows: whole outputs and
 // the calls made, held against the files in golden/, one a report.
-//
-// With REELSCAN_GOLDEN_WRITE set, the files are written anew. Read them before they are kept.
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
+#include <optional>
 
 #include "lab_calls.h"
 #include "small_catalogue.h"
-#include "system_fixture.h"
 
 namespace qvr::test {
 namespace {
@@ -148,24 +142,12 @@ constexpr const char *HISTORY =
 class matrix : public testing::TestWithParam<int> {
  protected:
   static void SetUpTestSuite() {
-    char name[] = "/tmp/matrix-XXXXXX";
-    directory = mkdtemp(name);
-    why = store_small_catalogue(directory + "/catalogue");
-    command_options history;
-    history.input = HISTORY;
-    if (why.empty()) why = run_command({"sqlite3", directory + "/catalogue"}, history).err;
-    if (why.empty())
-      site = installation::make(
-          {"--catalogue", directory + "/catalogue", "--log", directory + "/log"}, why);
+    at.emplace(HISTORY, std::vector<std::string>{"--log", logs.emplace().file("log")});
   }
-  static void TearDownTestSuite() {
-    site.reset();
-    for (const char *file : {"/catalogue", "/log"}) std::remove((directory + file).c_str());
-    std::remove(directory.c_str());
-  }
+  static void TearDownTestSuite() { at.reset(), logs.reset(); }
 
   static std::string told(lab_calls &calls, const std::string &words) {
-    command_result result = site->run(words);
+    command_result result = at->site->run(words);
     std::string text = "$ reelscan " + words + "\n" + result.out;
     // What is always said is told in the tests of the command line, and the declarations of a
     // document in those of the forms.
@@ -192,24 +174,20 @@ class matrix : public testing::TestWithParam<int> {
     return lines;
   }
 
-  static inline std::string directory, why;
-  static inline std::unique_ptr<installation> site;
+  static inline std::optional<temp_dir> logs;
+  static inline std::optional<small_site> at;
 };
 
 TEST_P(matrix, golden) {
-  if (!site) GTEST_SKIP() << why;
+  if (!at->site) GTEST_SKIP() << at->why;
   const auto &[name, option] = REPORTS[GetParam()];
   std::vector<std::string> lines(std::begin(MORE), std::end(MORE));
   if (std::string_view(name) != "more") lines = lines_of(option);
-  lab_calls calls(directory + "/log");
+  lab_calls calls(logs->file("log"));
   calls.next();
   std::string text;
   for (const std::string &words : lines) text += told(calls, words);
-  std::string file = std::string(GOLDEN_DIRECTORY) + "/" + name + ".txt";
-  if (std::getenv("REELSCAN_GOLDEN_WRITE") != nullptr) std::ofstream(file) << text;
-  std::stringstream golden;
-  golden << std::ifstream(file).rdbuf();
-  EXPECT_EQ(text, golden.str());
+  expect_golden(name, text);
 }
 
 INSTANTIATE_TEST_SUITE_P(reports, matrix, testing::Range(0, static_cast<int>(std::size(REPORTS))),

@@ -8,12 +8,14 @@
 #include <cstdlib>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <thread>
 
 #include "query_maker.h"
 #include "system_fixture.h"
+#include "temp_dir.h"
 
 namespace qvr::test {
 namespace {
@@ -127,10 +129,7 @@ int compare(char letter, const slow_save_set &a, const slow_save_set &b) {
 class plan_keeps : public testing::Test {
  protected:
   static void SetUpTestSuite() {
-    char name[] = "/tmp/plan-keeps-XXXXXX";
-    ASSERT_NE(mkdtemp(name), nullptr);
-    directory = name;
-    std::string file = directory + "/catalogue";
+    std::string file = directory.emplace().file("catalogue");
     // Nothing of it depends on the day on which the test runs.
     command_result made =
         run_command({built_program("qvrlabd"), "--sample", "5:8:24", "--now", "1767225600",
@@ -148,16 +147,15 @@ class plan_keeps : public testing::Test {
     site = installation::make({"--catalogue", file}, why);
   }
   static void TearDownTestSuite() {
-    site.reset();
-    unlink((directory + "/catalogue").c_str());
-    rmdir(directory.c_str());
+    site.reset(), directory.reset();
   }
 
   // Empty when the command's answer is the model's.
   static std::string difference(std::uint32_t seed);
   static std::string misplaced(const std::vector<std::string> &lines, const std::string &order);
 
-  static inline std::string directory, why;
+  static inline std::optional<temp_dir> directory;
+  static inline std::string why;
   static inline slow_catalogue catalogue;
   static inline std::map<std::string, const slow_save_set *> by_id;
   static inline std::unique_ptr<installation> site;

@@ -1,10 +1,11 @@
 // The summary against sums that the sqlite3 shell makes over the catalogue.
-#include <cstdio>
 #include <ctime>
 #include <map>
+#include <optional>
 #include <sstream>
 
 #include "system_fixture.h"
+#include "temp_dir.h"
 
 namespace qvr::test {
 namespace {
@@ -52,20 +53,17 @@ std::string line_of(const std::string &label, const figures &sum) {
 class summary_figures : public testing::Test {
  protected:
   static void SetUpTestSuite() {
-    char name[] = "/tmp/summary-XXXXXX";
-    directory = mkdtemp(name);
-    site = installation::make({"--sample", "11:8:45", "--store", directory + "/catalogue"}, why);
+    file = directory.emplace().file("catalogue");
+    site = installation::make({"--sample", "11:8:45", "--store", file}, why);
   }
   static void TearDownTestSuite() {
-    site.reset();
-    std::remove((directory + "/catalogue").c_str());
-    std::remove(directory.c_str());
+    site.reset(), directory.reset();
   }
 
   // Sums over the save sets whose first fragment lies on a volume, and that fit.
   static figures sum(const std::string &condition) {
     command_result shell = run_command(
-        {"sqlite3", "-separator", " ", directory + "/catalogue",
+        {"sqlite3", "-separator", " ", file,
          "select count(*), coalesce(sum(nfiles),0), coalesce(sum(case when totalsize>4 then "
          "(totalsize+1023)/1024 else 0 end),0) from (select *, ssretent=4294967295 and level<>-3 "
          "as "
@@ -78,7 +76,8 @@ class summary_figures : public testing::Test {
     return made;
   }
 
-  static inline std::string directory, why;
+  static inline std::optional<temp_dir> directory;
+  static inline std::string file, why;
   static inline std::unique_ptr<installation> site;
 };
 
