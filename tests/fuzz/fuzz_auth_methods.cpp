@@ -2,13 +2,10 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
 
 #include "auth_methods.h"
 #include "debug_words.h"
+#include "fuzz.h"
 
 using namespace qvr;
 
@@ -37,9 +34,8 @@ sockaddr_storage peer(int family, const char *text) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+void fuzz(std::string_view text) {
   debug_set_level(-1);
-  std::string_view text(reinterpret_cast<const char *>(data), size);
   vallist values;
   while (!text.empty()) {
     std::size_t end = std::min(text.find('\n'), text.size());
@@ -49,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   std::shared_ptr<const auth_methods> methods;
   errobj_t *error = auth_methods::parse(values, false, methods, names);
   if ((error == nullptr) != (methods != nullptr)) std::abort();
-  if (!methods) return 0;
+  if (!methods) return;
   for (const auth_methods::row &row : methods->rows()) {
     if (row.prefix > 128 || row.mask == 0 || row.mask > 31) std::abort();
   }
@@ -58,5 +54,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     std::uint32_t mask = 0;
     if (methods->mask_for(address, mask) == nullptr && (mask == 0 || mask > 31)) std::abort();
   }
-  return 0;
 }

@@ -9,6 +9,7 @@
 #include "debug_words.h"
 #include "kstr_auth.h"
 #include "kstr_blob.h"
+#include "short_writer.h"
 
 using namespace qvr;
 
@@ -25,6 +26,8 @@ void there_and_back(std::string_view bytes, Get get, Put put) {
   xdr_memory_reader back(first.bytes());
   if (!get(back, again) || back.remaining() != 0 || !put(second, again)) std::abort();
   if (first.bytes() != second.bytes()) std::abort();
+  if (!tells_short_streams(first.bytes().size(), [&](XDR &out) { return put(out, value); }))
+    std::abort();
 }
 
 void blob(std::string_view bytes) {

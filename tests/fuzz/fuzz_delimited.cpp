@@ -1,13 +1,10 @@
 // A spec of -x and rows of values from the input: what a delimited line or a printf string prints
 // can be told from the values, byte for byte.
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <string>
-#include <string_view>
 #include <vector>
 
+#include "fuzz.h"
 #include "report.h"
 
 namespace {
@@ -50,8 +47,7 @@ std::string printed(qvr::rpt_form form, const std::string &spec,
 }  // namespace
 
 // A line for the argument of -x, then a line a value.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  std::string_view input(reinterpret_cast<const char *>(data), size);
+void fuzz(std::string_view input) {
   std::vector<std::string> lines(1);
   for (char c : input) {
     if (c == '\n') {
@@ -65,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   int index = qvr::rpt_check_spec(lines[0], spec);
   if (index != -1) {
     if (lines[0].at(static_cast<std::size_t>(index) - 1) != '%') std::abort();
-    return 0;
+    return;
   }
   std::vector<std::string> values(lines.begin() + 1, lines.end());
   std::string joined, text;
@@ -80,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     bool any = !text.empty();
     if (printed(qvr::RPT_FORM_DELIMITED, spec, values) != (any ? joined + "\n" : "")) std::abort();
   }
-  if (conversions != values.size() || values.empty()) return 0;
+  if (conversions != values.size() || values.empty()) return;
   std::string expected;
   for (std::size_t at = 0, next = 0; at < spec.size(); at++) {
     if (spec[at] == '%' && at + 1 < spec.size()) {
@@ -90,5 +86,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     }
   }
   if (printed(qvr::RPT_FORM_PRINTF, spec, values) != expected) std::abort();
-  return 0;
 }

@@ -1,10 +1,7 @@
 // Replies with change records.
-#include <cstdint>
-
 #include "fuzz_replies.h"
 #include "mmdb_replies.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  qvr::fuzz_reply<qvr::hist_reply>(data, size);
-  return 0;
+void fuzz(std::string_view input) {
+  qvr::fuzz_reply<qvr::hist_reply>(input);
 }

@@ -1,19 +1,15 @@
 // What a port mapper answers: the list of its entries.
-#include <cstdint>
-#include <cstdlib>
-#include <string_view>
-
+#include "fuzz.h"
 #include "pmap_protocol.h"
 
 using namespace qvr;
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  std::string_view bytes(reinterpret_cast<const char *>(data), size);
+void fuzz(std::string_view bytes) {
   xdr_memory_reader in(bytes);
   std::vector<pmap_entry_t> entries;
   bool good = xdr_get_pmap_list(in, [&](const pmap_entry_t &entry) { entries.push_back(entry); });
-  if (entries.size() > size / 20) std::abort();
-  if (!good) return 0;
+  if (entries.size() > bytes.size() / 20) std::abort();
+  if (!good) return;
   // What was read goes out and comes back as it was.
   xdr_memory_writer out;
   for (const pmap_entry_t &entry : entries) {
@@ -26,5 +22,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     if (at >= entries.size() || !(entry == entries[at++])) std::abort();
   });
   if (!same || at != entries.size()) std::abort();
-  return 0;
 }

@@ -1,14 +1,10 @@
 // What a parent process, or anybody who sets the environment, says of ports.
-#include <cstdint>
-#include <cstdlib>
-#include <string_view>
-
+#include "fuzz.h"
 #include "pmap_cache.h"
 
 using namespace qvr;
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  std::string_view text(reinterpret_cast<const char *>(data), size);
+void fuzz(std::string_view text) {
   std::vector<pmap_entry_t> entries = pmap_parse(text);
   for (const pmap_entry_t &entry : entries) {
     if (entry.port > 65535) std::abort();
@@ -21,5 +17,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   for (std::size_t i = 0; i < back.size(); i++) {
     if (!(back[i] == entries[i])) std::abort();
   }
-  return 0;
 }

@@ -1,11 +1,10 @@
-// Replies of the resource database.
-#include <cstdint>
-
+// Replies of the resource database, and what it is asked.
 #include "fuzz_replies.h"
 #include "rap_protocol.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  qvr::fuzz_reply<qvr::rap_ids_reply>(data, size);
-  qvr::fuzz_reply<qvr::rap_res_reply>(data, size);
-  return 0;
+void fuzz(std::string_view input) {
+  qvr::fuzz_reply<qvr::rap_ids_reply>(input);
+  qvr::fuzz_reply<qvr::rap_res_reply>(input);
+  qvr::fuzz_args<qvr::rap_query_args>(input);
+  qvr::fuzz_args<qvr::rap_get_args>(input);
 }

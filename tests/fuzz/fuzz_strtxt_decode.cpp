@@ -1,14 +1,10 @@
 // Encoded messages and error objects as peers and logs hold them.
-#include <cstdint>
-#include <cstdlib>
-#include <string_view>
-
+#include "fuzz.h"
 #include "msg.h"
 
 using namespace qvr;
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  std::string_view text(reinterpret_cast<const char *>(data), size);
+void fuzz(std::string_view text) {
   strtxt_t message;
   if (strtxt_decode(text, message)) {
     std::string encoded = strtxt_encode(message);
@@ -21,5 +17,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   std::string wire = err_to_wire(*error);
   // What an error object says of itself must survive the next hop.
   if (err_to_wire(*err_from_wire(error->code, wire)) != wire) std::abort();
-  return 0;
 }

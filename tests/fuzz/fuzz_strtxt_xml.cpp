@@ -1,15 +1,11 @@
 // Messages in the XML form.
-#include <cstdint>
-#include <cstdlib>
-#include <string_view>
-
+#include "fuzz.h"
 #include "msg.h"
 #include "msg_rings.h"
 
 using namespace qvr;
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  std::string_view text(reinterpret_cast<const char *>(data), size);
+void fuzz(std::string_view text) {
   if (strtxt_t *message = strtxt_from_xml(text)) {
     std::string xml = strtxt_to_xml(*message);
     strtxt_t *again = strtxt_from_xml(xml);
@@ -18,5 +14,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     strtxt_release(again);
   }
   msg_render_xml("C", text);
-  return 0;
 }

@@ -1,24 +1,20 @@
-// What every decoder of replies owes: it answers alike however the bytes lie, and what it accepts
-// comes back from the encoder as bytes that mean the same.
+// What every decoder owes: it answers alike however the bytes lie, and what it accepts
+// comes back from the encoder as bytes that mean the same, or not at all.
 #pragma once
 
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
-
+#include "fuzz.h"
 #include "piece_reader.h"
+#include "short_writer.h"
 #include "xdr.h"
 
 namespace qvr {
 
 // `decode` reads a Value from a stream, `encode` writes it.
 template <class Value, class Decode, class Encode>
-void fuzz_round(const std::uint8_t *data, std::size_t size, Decode decode, Encode encode) {
-  std::string_view bytes(reinterpret_cast<const char *>(data), size);
+void fuzz_round(std::string_view bytes, Decode decode, Encode encode) {
   Value whole{}, pieced{};
   xdr_memory_reader in(bytes);
-  xdr_piece_reader pieces(bytes, 1 + size % 97, size % 2 != 0);
+  xdr_piece_reader pieces(bytes, 1 + bytes.size() % 97, bytes.size() % 2 != 0);
   bool good = decode(in, whole);
   if (decode(pieces, pieced) != good) std::abort();
   if (!good) return;
@@ -31,13 +27,22 @@ void fuzz_round(const std::uint8_t *data, std::size_t size, Decode decode, Encod
   xdr_memory_writer second;
   if (!decode(back, again) || back.remaining() != 0 || !encode(second, again)) std::abort();
   if (first.bytes() != second.bytes()) std::abort();
+  if (!tells_short_streams(first.bytes().size(), [&](XDR &out) { return encode(out, whole); }))
+    std::abort();
 }
 
 template <class Reply>
-void fuzz_reply(const std::uint8_t *data, std::size_t size) {
+void fuzz_reply(std::string_view bytes) {
   fuzz_round<Reply>(
-      data, size, [](XDR &xdr, Reply &reply) { return xdr_get_reply(xdr, reply); },
+      bytes, [](XDR &xdr, Reply &reply) { return xdr_get_reply(xdr, reply); },
       [](XDR &xdr, const Reply &reply) { return xdr_put_reply(xdr, reply); });
+}
+
+template <class Args>
+void fuzz_args(std::string_view bytes) {
+  fuzz_round<Args>(
+      bytes, [](XDR &xdr, Args &args) { return xdr_get_args(xdr, args); },
+      [](XDR &xdr, const Args &args) { return xdr_put_args(xdr, args); });
 }
 
 }  // namespace qvr
