@@ -6,6 +6,7 @@
 #include "mmdb_procs.h"
 #include "rap_protocol.h"
 #include "sample_records.h"
+#include "short_writer.h"
 #include "xdr_records.h"
 
 namespace qvr {
@@ -318,6 +319,14 @@ void check_args(int line, mmdb_proc number, const Args &args, const std::string 
   EXPECT_EQ(in.remaining(), 0u);
   ASSERT_TRUE(xdr_put_args(back, copy));
   EXPECT_EQ(back.bytes(), out.bytes());
+  for (std::size_t size = 0; size < back.bytes().size(); size += 4) {
+    std::string_view cut = std::string_view(back.bytes()).substr(0, size);
+    xdr_memory_reader part(cut), seen(cut);
+    EXPECT_FALSE(xdr_get_args(part, page, copy)) << size;
+    EXPECT_FALSE(mmdb_walk_args(*row, seen, &text)) << size;
+  }
+  EXPECT_TRUE(tells_short_streams(back.bytes().size(),
+                                  [&](XDR &full) { return xdr_put_args(full, args); }));
 }
 
 TEST(xdr_args, of_every_called_procedure) {

@@ -3,14 +3,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-
 #include "gss_fixture.h"
 #include "gss_wire.h"
+#include "short_writer.h"
 #include "raw_rpc.h"
 #include "session_record.h"
+#include "temp_dir.h"
 
 namespace qvr {
 namespace {
@@ -61,6 +59,7 @@ void expect_bytes(const T &value, const std::string &bytes, codec_put<T> put, co
   xdr_memory_writer again;
   ASSERT_TRUE(put(again, back));
   EXPECT_EQ(hex_of(again.bytes()), hex_of(bytes));
+  EXPECT_TRUE(tells_short_streams(bytes.size(), [&](XDR &full) { return put(full, value); }));
   for (std::size_t size = 0; size < bytes.size(); size++) {
     xdr_memory_reader part(std::string_view(bytes).substr(0, size));
     T ignored;
@@ -212,8 +211,8 @@ TEST(gss_tokens, names_of_daemons_and_peers) {
 }
 
 TEST(gss_tokens, only_a_private_regular_file_is_a_session_record) {
-  char name[] = "/tmp/session-XXXXXX";
-  const std::string directory = mkdtemp(name), path = directory + "/record";
+  temp_dir directory;
+  const std::string path = directory.file("record");
   xdr_memory_writer good;
   xdr_put_session_record(good, gss_test_record(5));
   const struct {
@@ -255,7 +254,6 @@ TEST(gss_tokens, only_a_private_regular_file_is_a_session_record) {
   }
   session_record record;
   EXPECT_NE(session_record_read(path + std::string("\0x", 2), record), nullptr);
-  std::filesystem::remove_all(directory);
 }
 
 }  // namespace

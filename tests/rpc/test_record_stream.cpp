@@ -15,6 +15,8 @@ TEST(record_stream, buffer_sizes_and_types) {
   xdrrec_params params;
   params.send_type = 2;
   EXPECT_EQ(xdrrec2_create(params), nullptr);
+  params.send_type = XDRREC_SIMPLE, params.receive_type = 2;
+  EXPECT_EQ(xdrrec2_create(params), nullptr);
 }
 
 // What one or two records of given sizes become on the wire.
@@ -282,15 +284,18 @@ TEST(record_stream, the_counter_of_the_caller_sees_each_byte) {
   EXPECT_EQ(count, 4u);
   ASSERT_TRUE(stream->put_u64(1));
   EXPECT_EQ(count, 12u);
+  ASSERT_NE(stream->inline_put(4), nullptr);
+  EXPECT_EQ(stream->inline_put(4000), nullptr);
+  EXPECT_EQ(count, 16u);
   ASSERT_TRUE(stream->get_bytes(bytes.data(), 300));
-  EXPECT_EQ(count, 312u);
+  EXPECT_EQ(count, 316u);
   ASSERT_TRUE(stream->put_bytes(bytes.data(), bytes.size()));
-  EXPECT_EQ(count, 9313u);
-  ASSERT_NE(stream->inline_get(4), nullptr);
   EXPECT_EQ(count, 9317u);
+  ASSERT_NE(stream->inline_get(4), nullptr);
+  EXPECT_EQ(count, 9321u);
   ASSERT_TRUE(stream->control(XDRREC_SET_POS_COUNTER, nullptr));
   ASSERT_TRUE(stream->get_u32(value));
-  EXPECT_EQ(count, 9317u);
+  EXPECT_EQ(count, 9321u);
 }
 
 TEST(record_stream, control_numbers_and_the_single_fragment) {
@@ -300,13 +305,17 @@ TEST(record_stream, control_numbers_and_the_single_fragment) {
   EXPECT_TRUE(xdrrec_control(*stream, XDRREC_CRYPT_STATE, &state));
   EXPECT_EQ(state, 0u);
   EXPECT_FALSE(xdrrec_control(*stream, XDRREC_CRYPT_OFF, nullptr)) << "a plain stream";
+  for (unsigned command : {XDRREC_CRYPT_ON, XDRREC_CRYPT_STATE, XDRREC_SEND_RAW, XDRREC_RECV_RAW})
+    EXPECT_FALSE(xdrrec_control(*stream, command, nullptr)) << command;
   EXPECT_FALSE(xdrrec_control(*stream, 7, nullptr));
   ASSERT_TRUE(stream->put_u32(5));
   EXPECT_TRUE(xdrrec_control(*stream, XDRREC_FLUSH, nullptr));
   EXPECT_EQ(transport.written(), word(4) + word(5));
   xdr_memory_reader other("");
   EXPECT_FALSE(xdrrec_control(other, XDRREC_CRYPT_STATE, &state));
-  EXPECT_FALSE(xdrrec_skiprecord(other, true));
+  EXPECT_FALSE(xdrrec_skiprecord(other, true) || xdrrec_endofrecord(other, true));
+  xdrrec_set_fragmax(other, 8, nullptr, nullptr);
+  xdrrec_set_single_fragment(other, true);
   stream->set_single_fragment(true);
   EXPECT_TRUE(stream->endofrecord(false)) << "nothing buffered is nothing to send";
   EXPECT_EQ(transport.writes.size(), 1u);

@@ -192,6 +192,49 @@ TEST(record_crypt, a_control_header_asks_for_reauthentication) {
   }
 }
 
+// A peer that takes no more ends the operation that needs it, whichever write fails.
+TEST(record_crypt, writes_that_fail_are_told) {
+  const std::string full = payload_of(96), large = payload_of(9001);
+  int left;  // writes, before one fails
+  auto count = [](void *handle, std::size_t size) {
+    return (*static_cast<int *>(handle))-- > 0 ? static_cast<std::int64_t>(size) : -1;
+  };
+  static const auto take = +count;
+  for (bool simple : {false, true}) {
+    for (bool encrypted : {false, true}) {
+      int writes = 1000;
+      for (int takes = writes; takes > -1; takes = std::min(takes, writes) - 1) {
+        SCOPED_TRACE(testing::Message() << simple << encrypted << " takes " << takes);
+        left = takes;
+        auto stream =
+            simple ? xdrrec2_create_simple(
+                         &left, 100, 100,
+                         [](void *, std::uint8_t *, std::size_t) { return std::int64_t{-1}; },
+                         [](void *h, const std::uint8_t *, std::size_t s) { return take(h, s); })
+                   : xdrrec2_create_vectored(
+                         &left, 100, 100,
+                         [](void *, std::uint8_t *, std::size_t, std::uint8_t *, std::size_t) {
+                           return std::int64_t{-1};
+                         },
+                         [](void *h, const std::uint8_t *, std::size_t s1, const std::uint8_t *,
+                            std::size_t s2) { return take(h, s1 + s2); });
+        test_cipher cipher;
+        ASSERT_TRUE(!encrypted || stream->crypt_on(cipher.ops()));
+        std::uint8_t bytes[] = {1, 2, 3};
+        xdrrec_raw_t raw[3];
+        raw[0].data = bytes, raw[0].size = 3;
+        raw[1].data = bytes, raw[1].size = 1;
+        bool done = stream->put_bytes(full.data(), full.size()) && stream->endofrecord(false) &&
+                    stream->put_u64(1) && stream->endofrecord(true) &&
+                    stream->put_bytes(large.data(), large.size()) && stream->endofrecord(true) &&
+                    stream->send_raw(raw) && stream->put_u32(1) && stream->flush();
+        EXPECT_EQ(done, takes == 1000);
+        if (takes == 1000) writes -= left;
+      }
+    }
+  }
+}
+
 TEST(record_raw, sending) {
   crypt_stream s;
   ASSERT_TRUE(s.turn_on());

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "short_writer.h"
 #include "raw_rpc.h"
 #include "record_fixture.h"
 #include "xdr_shared.h"
@@ -55,6 +56,9 @@ TEST(xdr_attrlist, bytes_of_each_shape) {
     xdr_memory_reader reader(optional.bytes());
     EXPECT_TRUE(xdr_get_optional_attrlist(reader, list));
     EXPECT_EQ(list, row.list);
+    EXPECT_TRUE(tells_short_streams(optional.bytes().size(), [&](XDR &full) {
+      return xdr_put_optional_attrlist(full, row.list);
+    }));
   }
 }
 
