@@ -22,7 +22,6 @@ struct network : fake_resolver {
   network() {
     hosts["vault.example.com"] = {"vault.example.com", {"10.0.0.1"}, 0};
     hosts["vault-b"] = {"vault-b", {"10.0.1.1"}, 0};
-    hosts["alias"] = {"vault.example.com", {"10.0.0.1"}, 0};
     hosts["mars"] = {"mars", {"10.0.0.7"}, 0};
     hosts["twin"] = {"twin", {"10.0.0.7"}, 0};
     hosts["nameless"] = {"nameless", {"10.0.0.99"}, 0};
@@ -34,44 +33,6 @@ struct network : fake_resolver {
     ks_set_rdns_state("cached");
   }
 };
-
-TEST(hosts_groups, is_this_host) {
-  struct row_t {
-    int line;
-    const char *name;
-    bool reverse;  // look-ups allowed
-    bool local;
-  } rows[] = {
-      {__LINE__, nullptr, true, true},
-      {__LINE__, "LocalHost", true, true},
-      {__LINE__, "vault.example.com", true, true},
-      {__LINE__, "VAULT", true, true},
-      {__LINE__, "alias", true, true},
-      {__LINE__, "alias", false, true},  // its canonical name is this host's
-      {__LINE__, "10.0.0.1", true, true},
-      {__LINE__, "vault-b", true, true},  // another interface
-      {__LINE__, "vault-b", false, false},
-      {__LINE__, "10.0.1.1", true, true},
-      {__LINE__, "mars", true, false},
-      {__LINE__, "10.0.0.7", true, false},
-      {__LINE__, "nobody", true, false},
-      {__LINE__, "10.0.0.99", true, false},
-      {__LINE__, "", true, false},
-  };
-  for (const row_t &row : rows) {
-    SCOPED_TRACE(testing::Message() << row.line << " " << (row.name ? row.name : "null"));
-    network world;
-    caught_messages caught;
-    ks_set_rdns_state(row.reverse ? "cached" : "banned");
-    if (row.name != nullptr && *row.name == '\0') {
-      // An empty name is asked of the system as "localhost".
-      world.hosts["localhost"] = {"", {"10.0.0.7"}, 0};
-    }
-    EXPECT_EQ(row.local, ks_is_local_host(row.name));
-    // A second time, from the tables.
-    EXPECT_EQ(row.local, ks_is_local_host(row.name));
-  }
-}
 
 TEST(hosts_groups, a_failed_name_costs_nothing_until_its_time_is_up) {
   network world;
