@@ -1,6 +1,7 @@
 // What a port mapper answers: the list of its entries.
 #include "fuzz.h"
 #include "pmap_protocol.h"
+#include "short_writer.h"
 
 using namespace qvr;
 
@@ -14,6 +15,8 @@ void fuzz(std::string_view bytes) {
   xdr_memory_writer out;
   for (const pmap_entry_t &entry : entries) {
     if (!out.put_bool(true) || !xdr_put_pmap(out, entry)) std::abort();
+    if (!tells_short_streams(16, [&](XDR &full) { return xdr_put_pmap(full, entry); }))
+      std::abort();
   }
   out.put_bool(false);
   xdr_memory_reader again(out.bytes());

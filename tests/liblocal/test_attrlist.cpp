@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "debug_words.h"
 #include "msg.h"
 
 namespace qvr {
@@ -121,6 +122,8 @@ TEST(attrlist, build_merge_subset) {
 
 TEST(attr_text, packs_and_unpacks) {
   std::string text;
+  testing::internal::CaptureStderr();
+  debug_set_level(3);
   EXPECT_FALSE(attr_pack(attrlist_build({{"empty", {}}}), text));
   EXPECT_EQ(text, "");
   EXPECT_TRUE(attr_pack(attrlist_build({{"b", {"1", "2"}}, {"a", {"x y"}}, {"c", {}}}), text));
@@ -144,6 +147,12 @@ TEST(attr_text, packs_and_unpacks) {
     EXPECT_EQ(attr_upack(row.text, list), nullptr);
     EXPECT_EQ(text_of(list), row.list);
   }
+  debug_set_level(0);
+  std::string told = testing::internal::GetCapturedStderr();
+  for (const char *part : {"attr_pack al name: a.\n", "attr_pack al val: x y.\n",
+                           "attr_pack str_outp: a: \"x y\"; b: \"1, ...\"; .\n",
+                           "attr_upack str_in: a: \"\"; .\n", "attr_upack al_name: B.\n"})
+    EXPECT_NE(told.find(part), std::string::npos) << part << told;
   attrlist list;
   const errobj_t *error = attr_upack("", list);
   ASSERT_NE(error, nullptr);
@@ -234,6 +243,7 @@ TEST(attr_text, messages_and_passwords) {
   };
   EXPECT_EQ(print({"stateI18N", {encoded}}, 0), "stateI18N: x is 5;\n");
   EXPECT_EQ(print({"stateI18N", {"no message"}}, 0), "stateI18N: no message;\n");
+  EXPECT_EQ(print({"stateI18N", {strtxt_to_xml({5, "in XML", {}})}}, 0), "stateI18N: in XML;\n");
   EXPECT_EQ(print({"stateI18N", {encoded}}, ATTR_PRINT_RAW), "stateI18N: " + encoded + ";\n");
   EXPECT_EQ(print({"state", {encoded}}, 0), "state: " + encoded + ";\n");
   EXPECT_EQ(print({"state", {encoded}}, ATTR_PRINT_MESSAGES), "state: x is 5;\n");

@@ -248,7 +248,10 @@ TEST_F(hosts_faults, simulated_failures) {
   fake_resolver world;
   world.hosts["mars"] = {"", {"10.0.0.7"}, 0};
   ks_set_rdns_state("cached");
+  caught_messages caught;
+  debug_set_level(7);
   for (int i = 0; i < 2; i++) EXPECT_EQ(EAI_FAIL, forward("mars").rc);
+  EXPECT_THAT(caught.text(), HasSubstr("\tfc[2]: f1='rdnslu' f2='10.0.0.9' f3='pluto'\n"));
   EXPECT_EQ(0, world.forwards);
   EXPECT_EQ(EAI_FAIL, reverse("10.0.0.8").rc);
   EXPECT_EQ("pluto", reverse("10.0.0.9").host);
@@ -277,12 +280,17 @@ TEST(hosts_fault_table, lines) {
       {__LINE__, lines, 0},
       {__LINE__, many, FAULT_LINES_MAX},
   };
+  caught_messages caught;
+  debug_set_level(7);
   for (const row_t &row : rows) {
     SCOPED_TRACE(row.line);
     std::vector<fault_t> faults = fault_table_parse(row.text);
     EXPECT_EQ(row.kept, faults.size());
     for (const fault_t &fault : faults) EXPECT_LE(fault.effect.size(), FAULT_LINE_MAX);
   }
+  std::string told = caught.text();
+  EXPECT_THAT(told, HasSubstr("exceeds max"));
+  EXPECT_THAT(told, HasSubstr("non-configuration line ... ignoring '# dnslu a b'"));
 }
 
 TEST(hosts_reports, slow_lookups) {

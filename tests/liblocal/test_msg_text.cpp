@@ -132,10 +132,14 @@ TEST(strtxt, encodes_and_decodes) {
   char buffer[40];
   EXPECT_EQ(strtxt_encode_to(*made, buffer, sizeof buffer), 28u);
   EXPECT_STREQ(buffer, "0 23 stbuf overflow, msgID:1");
+  EXPECT_EQ(strtxt_encode_to({7, "fits", {}}, buffer, sizeof buffer), 8u);
+  EXPECT_STREQ(buffer, "7 4 fits");
+  EXPECT_EQ(strtxt_encode_to({7, "fits", {}}, buffer, 0), 0u);
   EXPECT_EQ(strtxt_encode_text("plain"), "0 5 plain");
   EXPECT_EQ(strtxt_encode_text(longest), "0 2047 " + longest.substr(0, 2047));
   EXPECT_EQ(strtxt_encode_entry("345:Some text"), "345 9 Some text");
-  EXPECT_EQ(strtxt_encode_entry("no id"), "0 5 no id");
+  for (std::string none : {"no id", "345", "345 id"})
+    EXPECT_EQ(strtxt_encode_entry(none), "0 " + std::to_string(none.size()) + " " + none);
 }
 
 TEST(strtxt, refuses_what_is_not_encoded) {

@@ -5,9 +5,9 @@
 
 #include "gss_fixture.h"
 #include "gss_wire.h"
-#include "short_writer.h"
 #include "raw_rpc.h"
 #include "session_record.h"
+#include "short_writer.h"
 #include "temp_dir.h"
 
 namespace qvr {
@@ -136,6 +136,12 @@ TEST(gss_tokens, answers_application_tokens_and_handshake_parts) {
   bytes.u32(2).u32(1).u32(3).raw(user_bytes().bytes).u64(5);
   bytes.text(gss_test_key(5)).text("r").text("");
   expect_bytes<session_record>(record, bytes.bytes, xdr_put_session_record, xdr_get_session_record);
+  record.identity.kind = GSS_IDENTITY_DAEMON;
+  record.identity.daemon = gss_name_daemon(GSS_NAME_HOST, "vault", 390107, 6);
+  raw_out of_daemon = raw_out().u32(2).u32(1).u32(2).raw(daemon_bytes().bytes).u64(5);
+  of_daemon.text(gss_test_key(5)).text("r").text("");
+  expect_bytes<session_record>(record, of_daemon.bytes, xdr_put_session_record,
+                               xdr_get_session_record);
 }
 
 TEST(gss_tokens, an_older_peer_says_less_in_its_first_call) {
@@ -169,6 +175,10 @@ TEST(gss_tokens, an_older_peer_says_less_in_its_first_call) {
   ASSERT_TRUE(xdr_put_gss_init_args(out, args));
   EXPECT_EQ(hex_of(out.bytes()),
             hex_of(raw_out().text("tok").u32(4).u32(0).u32(0).u32(1).text("").bytes));
+  EXPECT_TRUE(tells_short_streams(out.bytes().size(),
+                                  [&](XDR &full) { return xdr_put_gss_init_args(full, args); }));
+  EXPECT_FALSE(
+      xdr_put_gss_init_result(refused, {"h", 1, 0, 1, std::string(GSS_BYTES_MAX + 1, 'x')}));
   args.principal.assign(GSS_PRINCIPAL_MAX + 1, 'p');
   testing::internal::CaptureStderr();
   EXPECT_FALSE(xdr_put_gss_init_args(refused, args));
