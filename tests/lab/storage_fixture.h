@@ -102,8 +102,8 @@ class storage_test : public testing::Test {
     path += second ? "/_ts10k_" + std::to_string(std::stoll(time) / 10000) : "/index";
     return path + '/' + time + ".rec" + (marker ? ".lck" : "");
   }
-  void put(const std::string &word, std::string bytes = {}) {
-    storage->put(path_of(word), std::move(bytes));
+  void put(const std::string &files, const std::string &bytes = {}) {
+    for (const std::string &word : words(files)) storage->put(path_of(word), bytes);
   }
 
   void open(const std::string &settings = {}) {
@@ -160,21 +160,19 @@ class storage_test : public testing::Test {
     return text;
   }
 
-  std::string range(const mr_range &mr, const attrlist &filter = {}, std::string_view name = {}) {
+  std::string range(const std::string &text, const attrlist &filter = {},
+                    std::string_view name = {}) {
+    mr_range mr{0, INT64_MAX, 0};
+    int read = std::sscanf(text.c_str(), "%" SCNu64 "-%" SCNu64 "#%" SCNd64, &mr.mr_start_time,
+                           &mr.mr_end_time, &mr.mr_count);
+    if (read == 1) mr.mr_end_time = mr.mr_start_time;
     ss_reply reply = bh_fetchss_range(session.get(), "MARS", name, filter, &mr);
     if (reply.status == MMDB_NO_ENTRY && reply.error == nullptr) return "none";
     if (reply.status == MMDB_OK && reply.error == nullptr) return told(reply.list);
     return reply.status == MMDB_LOCAL_ERROR ? "error " + reply.error->text : "?";
   }
-  static mr_range range_of(const std::string &text) {
-    mr_range mr = ALL;
-    int read = std::sscanf(text.c_str(), "%" SCNu64 "-%" SCNu64 "#%" SCNd64, &mr.mr_start_time,
-                           &mr.mr_end_time, &mr.mr_count);
-    if (read == 1) mr.mr_end_time = mr.mr_start_time;
-    return mr;
-  }
 
-  static void expect_logged(const std::string &log, const std::string &lines, bool logged) {
+  static void expect_logged(const std::string &log, const std::string &lines, bool logged = true) {
     std::istringstream in(whole(lines));
     for (std::string line; std::getline(in, line);) {
       bool goes_on = line.ends_with("...");
@@ -188,7 +186,7 @@ class storage_test : public testing::Test {
     storage->files.clear();
     storage->directories.clear();
     storage->faults.clear();
-    for (const std::string &word : words(row.files)) put(word);
+    put(row.files);
     std::istringstream faults(row.faults);
     int code;
     for (std::string call, file; faults >> call >> file >> code;)
@@ -199,14 +197,13 @@ class storage_test : public testing::Test {
     std::string log;
     for (int level : {row.level - 1, row.level}) {
       std::string answer;
-      log = log_of(level, [&] { answer = range(range_of(row.range), filter); });
+      log = log_of(level, [&] { answer = range(row.range, filter); });
       EXPECT_EQ(answer, whole(row.answer));
       expect_logged(log, row.logged, level == row.level);
     }
     EXPECT_EQ(session->inconsistent, log.find("inconsistency") != std::string::npos);
   }
 
-  static constexpr mr_range ALL{0, INT64_MAX, 0};
   std::shared_ptr<fake_storage> storage = std::make_shared<fake_storage>();
   attrlist attrs;
   std::unique_ptr<cat_session> session;

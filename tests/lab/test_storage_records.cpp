@@ -78,7 +78,7 @@ TEST_F(storage_test, tiers_filters_and_save_files) {
 }
 
 TEST_F(storage_test, times_and_ids) {
-  for (const char *file : {"2:100", "1:150", "1:170", "1:170+", "2:9999", "2:100+"}) put(file);
+  put("2:100 1:150 1:170 1:170+ 2:9999 2:100+");
   put("2:60", "x");
   put("2:70", record_bytes(70, "INSERT INTO tbl_ss_records SELECT * FROM tbl_ss_records"));
   open();
@@ -100,8 +100,7 @@ TEST_F(storage_test, times_and_ids) {
       "bh_fetchss_times: lookup_ss_db for (~2/_ts10k_0/70.rec) failed: The save set has multiple "
       "entries in the index. There should only be a single entry.\n"
       "m_iface_bh::bh_fetchss_times: failed with error : The 'venus' client host name parameter "
-      "was specified incorrectly for this Bulk Harbor time query session.",
-      true);
+      "was specified incorrectly for this Bulk Harbor time query session.");
 
   ksui ids[2];
   ids[0].set_word(3, 9999);
@@ -116,12 +115,10 @@ TEST_F(storage_test, times_and_ids) {
   storage->faults["test " + path_of("2:5")] = 15013;
   log = log_of(1, [&] { list = bh_fetchss_times(session.get(), "mars", asked); });
   EXPECT_EQ(told(list), "");
-  expect_logged(log, "m_iface_bh::bh_fetchss_times: failed with error : The appliance fails...",
-                true);
+  expect_logged(log, "m_iface_bh::bh_fetchss_times: failed with error : The appliance fails...");
 
   // With a subspace a record that is not at its place is asked for by a range.
-  put("2:a/b/200");
-  put("2:a/40");
+  put("2:a/b/200 2:a/40");
   open("index_subspace=a index_subspace_lookup_nested=True");
   const times_t below = {200, 40, 7};
   EXPECT_EQ(told(bh_fetchss_times(session.get(), "mars", below)),
@@ -131,8 +128,7 @@ TEST_F(storage_test, times_and_ids) {
   EXPECT_EQ(told(list), whole("40 rec=2:a/40 sub=a"));
   expect_logged(log,
                 "bh_get_ss_by_ts: retrieving of savetime '200' failed with error: 'The appliance "
-                "fails.'.",
-                true);
+                "fails.'.");
 }
 
 }  // namespace

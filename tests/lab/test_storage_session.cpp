@@ -93,7 +93,7 @@ TEST_F(storage_test, what_a_connection_is_told) {
             "149183 55000 The 'Server independent device path' range parameter was not specified "
             "for this Bulk "
             "Harbor query session.\n");
-  mr_range mr = ALL;
+  const mr_range mr;
   EXPECT_EQ(told(bh_fetchss_range(session.get(), "venus", {}, {}, &mr).error),
             "149184 55000 The 'venus' client host name parameter was specified incorrectly for "
             "this Bulk Harbor "
