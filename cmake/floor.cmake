@@ -20,7 +20,8 @@ function(reelscan_target target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
                          -Wformat-security -Werror -fstack-protector-strong)
   target_compile_options(${target} PRIVATE ${reelscan_source_names})
-  target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now)
+  # A program starts without the libraries that nothing in it calls.
+  target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now -Wl,--as-needed)
   set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64")
     target_compile_options(${target} PRIVATE -fcf-protection=full)

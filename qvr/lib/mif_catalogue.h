@@ -29,8 +29,5 @@ class mif_catalogue {
 
 using mif_catalogue_opener = errobj_t *(*)(const attrlist &attrs,
                                            std::unique_ptr<mif_catalogue> &catalogue);
-// Who opens catalogues in the place of the backend over record files; null: that one. Main thread,
-// at start.
-void mif_set_catalogue_opener(mif_catalogue_opener opener);
 
 }  // namespace qvr

@@ -36,6 +36,7 @@ struct mif_t {
   std::uint32_t mif_cache_limit = 0;  // 0: not set yet
   bool mif_clientid_names = false;
   bool mif_storage = false;
+  mif_catalogue_opener mif_open_catalogue = nullptr;  // with mif_storage
   attrlist mif_storage_attrs;
   bool mif_fragop_ok = false;         // the server is not known to refuse procedure 91
   std::int64_t mif_retry_since = 0;   // first failure of the timed retry; 0: none runs

@@ -12,7 +12,6 @@
 #include "mmdb_procs.h"
 #include "mmdb_stubs.h"
 #include "msg.h"
-#include "storage_session.h"
 #include "thread_key.h"
 
 namespace qvr {
@@ -24,7 +23,6 @@ constexpr std::uint32_t PING_PAUSE_MS = 2500;
 constexpr std::uint32_t CONNECT_PAUSE_MS = 5000;
 
 thread_key<mif_t> mif_key("create_thread_key_mif");
-mif_catalogue_opener catalogue_opener = storage_open_catalogue;
 
 std::string_view server_of(const mif_t &mif) {
   return mif.mif_server ? std::string_view(*mif.mif_server) : std::string_view();
@@ -37,7 +35,7 @@ void close_handle(mif_t &mif) {
 
 int connect_storage(mif_t &mif, const attrlist &attrs) {
   if (mif.mif_catalog != nullptr) return MIF_CONNECTED;
-  errobj_t *error = catalogue_opener(attrs, mif.mif_catalog);
+  errobj_t *error = mif.mif_open_catalogue(attrs, mif.mif_catalog);
   mif_store_error(error);
   return error == nullptr && mif.mif_catalog != nullptr ? MIF_CONNECTED : -1;
 }
@@ -195,15 +193,6 @@ bool mif_set_clientid_names(bool set, bool value) {
   return mif.mif_clientid_names;
 }
 
-void mif_use_storage(bool flag, const attrlist &attrs) {
-  mif_t &mif = mif_get();
-  mif.mif_storage = flag;
-  if (flag)
-    mif.mif_storage_attrs = attrs;
-  else
-    mif.mif_storage_attrs.clear();
-}
-
 int mif_set_index_subspace(const attrlist &attrs) {
   mif_t &mif = mif_get();
   if (!mif.mif_storage) return mif_connect();
@@ -211,10 +200,6 @@ int mif_set_index_subspace(const attrlist &attrs) {
   mif_clear_error();
   mif.mif_catalog->set_subspace(attrs);
   return MIF_CONNECTED;
-}
-
-void mif_set_catalogue_opener(mif_catalogue_opener opener) {
-  catalogue_opener = opener != nullptr ? opener : storage_open_catalogue;
 }
 
 }  // namespace qvr

@@ -35,7 +35,8 @@ void mif_reset();
 // Whether names of save sets in replies go through the translation of index names. Returns the
 // setting; with `set` it becomes `value` first.
 bool mif_set_clientid_names(bool set, bool value);
-// Turns queries to the catalogue on storage with the parameters `attrs`, or back.
+// Turns queries to the catalogue on storage with the parameters `attrs`, or back. A program that
+// never does is linked without that catalogue and its database library.
 void mif_use_storage(bool flag, const attrlist &attrs);
 // With a catalogue on storage that is open: its subspace becomes "index subspace" of `attrs`, and
 // the error is cleared. With one that is not: opens it from `attrs`. Without: connects. The result

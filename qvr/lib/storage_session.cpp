@@ -7,6 +7,7 @@
 #include "debug_words.h"
 #include "ks_mutex.h"
 #include "mif_env.h"
+#include "mif_state.h"
 #include "thread_key.h"
 
 namespace qvr {
@@ -185,6 +186,16 @@ errobj_t *storage_open_catalogue(const attrlist &attrs, std::unique_ptr<mif_cata
   if (errobj_t *error = clntbh_create_client_handle(attrs, session)) return error;
   catalogue = std::make_unique<storage_catalogue>(std::move(session));
   return nullptr;
+}
+
+void mif_use_storage(bool flag, const attrlist &attrs) {
+  mif_t &mif = mif_get();
+  mif.mif_storage = flag;
+  mif.mif_open_catalogue = storage_open_catalogue;
+  if (flag)
+    mif.mif_storage_attrs = attrs;
+  else
+    mif.mif_storage_attrs.clear();
 }
 
 std::int64_t idx_appid() {
