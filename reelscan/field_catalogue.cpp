@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "catalogue.h"
 #include "field_rows.h"
-#include "msg.h"
 
 namespace qvr {
 
@@ -82,7 +82,7 @@ static_assert(follows("savetime", "nsavetime"));  // an exact save time turns in
 // ---- The tables that the command reads.
 
 std::string translated(const text_t &text) {
-  return text.id == 0 ? std::string(text.text) : std::string(catalog_text(text.id, text.text));
+  return text.id == 0 ? text.text : catalogue_find(text.id, nullptr, text.text);
 }
 
 mr_t make_field(const char *key, rpt_type type, std::uint16_t flags, const texts_t &texts) {

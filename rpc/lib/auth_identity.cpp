@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <map>
+#include <memory>
 #include <mutex>
 
 #include "debug_words.h"
@@ -40,10 +41,11 @@ std::string name_of(Look look, char *Record::*name) {
 }
 
 bool get_groups(int most, std::vector<std::uint32_t> &ids) {
-  std::vector<gid_t> found(static_cast<std::size_t>(most));
-  int count = getgroups(most, found.data());
+  // Room for the most, of which only what is filled in costs memory.
+  auto found = std::make_unique_for_overwrite<gid_t[]>(static_cast<std::size_t>(most));
+  int count = getgroups(most, found.get());
   if (count < 0) return false;
-  ids.assign(found.begin(), found.begin() + count);
+  ids.assign(found.get(), found.get() + count);
   return true;
 }
 

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "debug_words.h"
@@ -52,19 +53,21 @@ bool trusted(int fd) {
 }
 
 bool read_whole(int fd, std::string &bytes) {
-  // One byte more shows a file that has grown past the limit.
-  bytes.resize(SESSION_FILE_MAX + 1);
+  // One byte more shows a file that has grown past the limit. The text never moves, which would
+  // leave a copy behind, and what of it is not read into costs no memory.
+  constexpr std::size_t most = SESSION_FILE_MAX + 1, piece = 2048;
+  bytes.reserve(most);
   std::size_t have = 0;
-  while (have < bytes.size()) {
+  while (have < most) {
+    bytes.resize(std::min(have + piece, most));
     ssize_t got = read(fd, bytes.data() + have, bytes.size() - have);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return false;
     if (got == 0) break;
     have += static_cast<std::size_t>(got);
   }
-  if (have > SESSION_FILE_MAX) return false;
   bytes.resize(have);
-  return true;
+  return have <= SESSION_FILE_MAX;
 }
 
 }  // namespace
