@@ -3,8 +3,9 @@
 
 #include <charconv>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
+
+#include "copy_short.h"
 
 namespace qvr {
 
@@ -17,11 +18,15 @@ class cell_text {
   void add(std::string_view text) {
     std::size_t count = text.size() < left() ? text.size() : left();
     if (count == 0) return;
-    std::memcpy(start_ + size_, text.data(), count);
+    copy_short(start_ + size_, text.data(), count);
     size_ += count;
     terminate();
   }
-  void add(char c) { add(std::string_view(&c, 1)); }
+  void add(char c) {
+    if (left() == 0) return;
+    start_[size_++] = c;
+    terminate();
+  }
   void add_u64(std::uint64_t value) { add_number(value); }
   void add_i64(std::int64_t value) { add_number(value); }
 
@@ -36,9 +41,16 @@ class cell_text {
   }
 
  private:
+  static constexpr std::size_t DIGITS_MAX = 24;
+
   template <class Number>
   void add_number(Number value) {
-    char digits[24];
+    if (left() >= DIGITS_MAX) {
+      char *end = std::to_chars(start_ + size_, start_ + size_ + DIGITS_MAX, value).ptr;
+      size_ = static_cast<std::size_t>(end - start_);
+      return terminate();
+    }
+    char digits[DIGITS_MAX];
     char *end = std::to_chars(digits, digits + sizeof digits, value).ptr;
     add(std::string_view(digits, static_cast<std::size_t>(end - digits)));
   }

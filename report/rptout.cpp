@@ -28,6 +28,21 @@ void value_lost() {
             {{MSG_ARG_ERRTEXT, ks_strerror(ENOMEM)}});
 }
 
+inline void emit_valid(rptout_t &out, std::string_view text, const report_column_t &column) {
+  if (column.rc_mr == nullptr) {
+    if (!out.spec) rptout_print(out, text);
+    return;
+  }
+  if (out.spec) text = trimmed(text);
+  std::size_t before = out.row.size();
+  try {
+    out.events->value(out, text, column);
+  } catch (const std::bad_alloc &) {
+    out.row.cut(before);
+    value_lost();
+  }
+}
+
 }  // namespace
 
 rptout_t::rptout_t(std::optional<std::string> spec_, rpt_form form_, bool through_messages_,
@@ -56,20 +71,9 @@ void rptout_emit(rptout_t &out, std::string_view text, const report_column_t &co
   if (!out.events->prints) return;
   out.row_has_content = true;
   if (text.data() == nullptr) text = column.rc_value ? std::string_view(*column.rc_value) : "";
+  if (out.form != RPT_FORM_XML) return emit_valid(out, text, column);
   std::string store;
-  if (out.form == RPT_FORM_XML) text = utf8_made_valid(text, store);
-  if (column.rc_mr == nullptr) {
-    if (!out.spec) rptout_print(out, text);
-    return;
-  }
-  if (out.spec) text = trimmed(text);
-  std::size_t before = out.row.size();
-  try {
-    out.events->value(out, text, column);
-  } catch (const std::bad_alloc &) {
-    out.row.resize(before);
-    value_lost();
-  }
+  emit_valid(out, utf8_made_valid(text, store), column);
 }
 
 void rptout_emit_title(rptout_t &out, const report_column_t &column) {
@@ -99,7 +103,7 @@ void rptout_print(rptout_t &out, std::string_view text) {
   std::string store;
   if (out.form == RPT_FORM_XML) text = utf8_made_valid(text, store);
   if (out.through_messages) text = rptout_message_part(text);
-  out.row += text;
+  out.row.append(text);
 }
 
 void rptout_end_row(rptout_t &out) {
@@ -114,7 +118,7 @@ void rptout_end_row(rptout_t &out) {
 
 void rptout_flush(rptout_t &out) {
   if (out.row.empty()) return;
-  text_to_file(out.stream, out.row);
+  text_to_file(out.stream, out.row.text());
   out.row.clear();
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "columns.h"
+#include "row_text.h"
 
 namespace qvr {
 
@@ -40,7 +41,7 @@ struct rptout_t {
   std::FILE *stream;
   bool exempted = false;  // this sink has exempted the stream from conversion
 
-  std::string row;                  // what the current row prints
+  row_text row;                     // what the current row prints
   bool row_has_content = false;     // set by every value
   bool first = true;                // no value of this row yet
   bool result_open = false;         // an XML result is open

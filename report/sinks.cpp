@@ -12,7 +12,7 @@ namespace {
 // Plain text: lines.
 
 void plain_value(rptout_t &out, std::string_view text, const report_column_t &) {
-  out.row.append(text) += '\n';
+  out.row.append(text).append('\n');
 }
 
 void plain_end(rptout_t &) {}
@@ -23,17 +23,17 @@ void delimited_value(rptout_t &out, std::string_view text, const report_column_t
   std::size_t limit = RPT_MESSAGE_MAX;
   if (!out.first) {
     std::string_view delimiter = rptout_message_part(*out.spec);
-    out.row += delimiter;
+    out.row.append(delimiter);
     limit -= delimiter.size();
   }
   out.first = false;
   out.any_value = out.any_value || !text.empty();
-  out.row += rptout_message_part(text, limit);
+  out.row.append(rptout_message_part(text, limit));
 }
 
 void delimited_end(rptout_t &out) {
   if (out.any_value) {
-    out.row += '\n';
+    out.row.append('\n');
   } else {
     out.row.clear();
   }
@@ -42,20 +42,20 @@ void delimited_end(rptout_t &out) {
 // Printf: a value completes the piece of the format that ends in its conversion.
 
 // A piece of the format without its "%s"; "%%" prints one.
-void add_piece(std::string &row, std::string_view piece) {
+void add_piece(row_text &row, std::string_view piece) {
   for (std::size_t at = 0; at < piece.size(); at++) {
     if (piece[at] == '%' && at + 1 < piece.size()) {
       at++;
       if (piece[at] != '%') return;
     }
-    row += piece[at];
+    row.append(piece[at]);
   }
 }
 
 void printf_value(rptout_t &out, std::string_view text, const report_column_t &) {
   if (out.arguments < out.conversions) {
     add_piece(out.row, out.pieces[out.arguments]);
-    out.row += text;
+    out.row.append(text);
   }
   out.arguments++;
 }
@@ -94,7 +94,7 @@ void xml_value(rptout_t &out, std::string_view text, const report_column_t &colu
   if (text.empty()) return;
   if (out.first) {
     out.first = false;
-    out.row += "<result>\n";
+    out.row.append("<result>\n");
     out.result_open = true;
   }
   const std::string &name = column.rc_mr->mr_longname;
@@ -106,7 +106,7 @@ void xml_value(rptout_t &out, std::string_view text, const report_column_t &colu
 void xml_end(rptout_t &out) {
   if (!out.result_open) return;
   out.result_open = false;
-  out.row += "</result>\n";
+  out.row.append("</result>\n");
 }
 
 constexpr rptout_events_t forms[] = {

@@ -68,7 +68,7 @@ std::vector<const mr_t *> fields_by_name(field_table table) {
 
 }  // namespace
 
-bool xml_escape_value(std::string_view value, std::string &out) {
+bool xml_escape_value(std::string_view value, row_text &out) {
   bool any = false;
   std::size_t plain = 0;  // where the text that needs no escape begins
   for (std::size_t at = 0; at < value.size(); at++) {
@@ -101,7 +101,7 @@ void rptout_write_dtd(rptout_t &out, std::string_view root, field_table table) {
     text.append(element_type(*field)).append(")>\n");
   }
   text.append(field_kinds).append("]>\n\n<").append(root).append(">\n");
-  out.row += text;
+  out.row.append(text);
   rptout_flush(out);
 }
 

@@ -5,12 +5,13 @@
 #include <string_view>
 
 #include "fields.h"
+#include "row_text.h"
 #include "rptout.h"
 
 namespace qvr {
 
 // Appends the value with its five special characters escaped; true when there were any.
-bool xml_escape_value(std::string_view value, std::string &out);
+bool xml_escape_value(std::string_view value, row_text &out);
 
 // The root element of a run.
 std::string rpt_xml_root_name(bool linear);

@@ -11,15 +11,17 @@ struct level_row_t {
   std::string_view name;
 };
 
+// The commonest first.
 constexpr level_row_t level_rows[] = {
+    {LEVEL_INCR, "incr"},
+    {LEVEL_FULL, "full"},
+    {LEVEL_MANUAL, ""},
     {LEVEL_EXEC, "exec"},
     {LEVEL_INCR_SYNTH_FULL, "incr_synth_full"},
     {LEVEL_SYNTH_FULL, "synth_full"},
     {LEVEL_OLD_CONSOLIDATE, "consolidate"},
     {LEVEL_MIGRATION, "migration"},
-    {LEVEL_MANUAL, ""},
     {LEVEL_SKIP, "skip"},
-    {LEVEL_FULL, "full"},
     {1, "1"},
     {2, "2"},
     {3, "3"},
@@ -29,7 +31,6 @@ constexpr level_row_t level_rows[] = {
     {7, "7"},
     {8, "8"},
     {9, "9"},
-    {LEVEL_INCR, "incr"},
     {LEVEL_CONSOLIDATE, "consolidate"},
     {LEVEL_TXNLOG, "txnlog"},
 };

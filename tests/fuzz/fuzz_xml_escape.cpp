@@ -46,8 +46,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
   std::string_view text = qvr::utf8_made_valid(value, store);
   if (!qvr::utf8_valid(text)) std::abort();
   if (qvr::utf8_valid(value) && text != value) std::abort();
-  std::string escaped;
-  bool any = qvr::xml_escape_value(text, escaped);
+  qvr::row_text row;
+  bool any = qvr::xml_escape_value(text, row);
+  const std::string escaped(row.text());
   if (any != (escaped != text)) std::abort();
   if (escaped.find_first_of("<>'\"") != std::string::npos) std::abort();
   if (!qvr::utf8_valid(escaped) || unescaped(escaped) != text) std::abort();
