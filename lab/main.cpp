@@ -1,5 +1,6 @@
 // qvrlabd: serves until it is told to stop.
 #include <signal.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <clocale>
@@ -35,6 +36,9 @@ int main(int argc, char **argv) {
   sigaddset(&ends, SIGINT);
   pthread_sigmask(SIG_BLOCK, &ends, nullptr);
   signal(SIGPIPE, SIG_IGN);
+
+  // A delay that is asked for should be that long, not by what the system rounds up to.
+  prctl(PR_SET_TIMERSLACK, 1);
 
   qvr::lab_installation lab;
   std::string why;

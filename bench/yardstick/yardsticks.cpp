@@ -2,19 +2,19 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <openssl/core_names.h>
-#include <openssl/evp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <random>
 #include <thread>
 
+#include "evp_opener.h"
 #include "mmdb_replies.h"
 #include "processes.h"
 #include "row_sort.h"
@@ -103,39 +103,17 @@ double drain(const pages_t &pages) {
 // In pieces of the size that the lab wraps, with contexts that are reused.
 double crypt(const pages_t &pages) {
   constexpr std::size_t FRAGMENT = 64 * 1024;
-  unsigned char key[32] = {1}, iv[16] = {2};
-  EVP_MAC *hmac = EVP_MAC_fetch(nullptr, "HMAC", nullptr);
-  EVP_MAC_CTX *mac = EVP_MAC_CTX_new(hmac);
-  EVP_CIPHER_CTX *cipher = EVP_CIPHER_CTX_new();
-  char digest[] = "SHA1";
-  OSSL_PARAM params[] = {
-      OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, digest, sizeof digest - 1),
-      OSSL_PARAM_construct_end()};
-  EVP_MAC_init(mac, key, sizeof key, params);
-  EVP_CipherInit_ex(cipher, EVP_aes_256_cbc(), nullptr, key, nullptr, 0);
-  EVP_CIPHER_CTX_set_padding(cipher, 0);
-  std::vector<unsigned char> plain(FRAGMENT + 16);
-  auto open_fragment = [&](std::string_view fragment) {
-    auto *bytes = reinterpret_cast<const unsigned char *>(fragment.data());
-    unsigned char made[20];
-    std::size_t made_size = 0;
-    int size = 0;
-    EVP_MAC_init(mac, nullptr, 0, nullptr);
-    EVP_MAC_update(mac, bytes, fragment.size());
-    EVP_MAC_final(mac, made, &made_size, sizeof made);
-    EVP_CipherInit_ex(cipher, nullptr, nullptr, nullptr, iv, 0);
-    EVP_CipherUpdate(cipher, plain.data(), &size, bytes, static_cast<int>(fragment.size() & ~15u));
-  };
-  double seconds = seconds_of([&] {
+  constexpr unsigned char IV[16] = {2};
+  std::string key(32, '\1');
+  evp_opener opener(key, FRAGMENT);
+  return seconds_of([&] {
     for (std::string_view page : pages.pages()) {
-      for (std::size_t at = 0; at < page.size(); at += FRAGMENT)
-        open_fragment(page.substr(at, FRAGMENT));
+      for (; !page.empty(); page.remove_prefix(std::min(FRAGMENT, page.size()))) {
+        std::string_view fragment = page.substr(0, FRAGMENT);
+        opener.open(fragment, IV, fragment.substr(0, fragment.size() & ~std::size_t{15}));
+      }
     }
   });
-  EVP_CIPHER_CTX_free(cipher);
-  EVP_MAC_CTX_free(mac);
-  EVP_MAC_free(hmac);
-  return seconds;
 }
 
 // As many rows as records, over 2000 volumes.
