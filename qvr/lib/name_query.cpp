@@ -11,10 +11,11 @@ namespace {
 
 struct client_row_t {
   std::string name;
-  std::string id;
+  ksui id;
 };
 
 // One attribute a name, in the order of attribute names; a name that comes again adds its value.
+// The null identifier is none.
 attrlist to_attributes(std::vector<client_row_t> rows) {
   std::ranges::stable_sort(rows, [](const client_row_t &a, const client_row_t &b) {
     return attr_name_cmp(a.name, b.name) < 0;
@@ -23,7 +24,7 @@ attrlist to_attributes(std::vector<client_row_t> rows) {
   for (client_row_t &row : rows) {
     if (list.empty() || attr_name_cmp(list.back().name, row.name) != 0)
       list.push_back({std::move(row.name), {}});
-    list.back().values.push_back(std::move(row.id));
+    if (!row.id.is_null()) list.back().values.push_back(ksui_text(row.id, ksui_form::long_form));
   }
   return list;
 }
@@ -44,8 +45,7 @@ hist_list get_history(const history_query_t &query) {
 attrlist get_client_names() {
   std::vector<client_row_t> rows;
   for (const ss_t *client : ask_clients({}, {}).rows)
-    rows.push_back(
-        {std::string(client->client), ksui_text(client->clientid, ksui_form::long_form)});
+    rows.push_back({std::string(client->client), client->clientid});
   return to_attributes(std::move(rows));
 }
 

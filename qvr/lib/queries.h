@@ -81,7 +81,7 @@ inline constexpr std::uint32_t MIF_CACHE_DEFAULT = 10;
 // Empties both caches. A limit below 10 is 10.
 void mif_set_cache_limit(std::uint32_t limit);
 
-// One attribute per client: its name and the long form of its id.
+// One attribute per client: its name and the long form of its id, no value without an id.
 attrlist get_client_names();
 // Sorted, each name once: of the client's save sets, or of all clients when none is given.
 vallist get_save_names(std::string_view client, std::string_view name);

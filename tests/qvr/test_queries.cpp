@@ -472,7 +472,10 @@ TEST(names, of_clients_and_save_sets) {
   server.answer = [](std::uint32_t, const std::string &args) {
     std::vector<ss_t> records = {sample_ss("venus", "/b", 0, 1), sample_ss("Mars", "/a", 0, 2),
                                  sample_ss("mars", "/B", 0, 3), sample_ss("venus", "/a", 0, 4)};
-    for (ss_t &record : records) record.clientid.set_word(0, KSUI_CLIENT);
+    for (ss_t &record : records) {
+      record.clientid = ksui();
+      if (record.client != "venus") record.clientid.set_word(0, KSUI_CLIENT);
+    }
     (void)args;
     return fake_answer{RPC_SUCCESS, ss_bytes(std::move(records))};
   };
@@ -481,6 +484,7 @@ TEST(names, of_clients_and_save_sets) {
   EXPECT_EQ(clients[0].name, "Mars");
   EXPECT_EQ(clients[1].name, "venus");
   EXPECT_EQ(clients[0].values[0].size(), KSUI_LONG_LENGTH);
+  EXPECT_TRUE(clients[1].values.empty());
   EXPECT_THAT(get_save_names({}, {}), ElementsAre("Mars", "venus"));
   EXPECT_THAT(get_save_names("venus", {}), ElementsAre("/B", "/a", "/b"));
   EXPECT_EQ(server.log.back(), "58 client=\"venus\" name=\"\"");
