@@ -208,14 +208,11 @@ lab_judgement lab_gss::judge(const gss_call &call, const lab_fault &fault) {
   context_ptr context = context_of(cred.handle);
   verdict.deny = AUTH_GSS_CREDPROBLEM;
   if (!context) return verdict;
+  if (!verifies(call, cred, *context)) return verdict;
   if (cred.proc == RPCSEC_GSS_APP_TOKEN) {
-    if (context->gss.state != GSS_CTX_COMPLETE) return verdict;
     app_token(call, *context, verdict);
     if (verdict.deny == AUTH_OK) finish(context);
-    return verdict;
-  }
-  if (!verifies(call, cred, *context)) return verdict;
-  if (cred.proc == RPCSEC_GSS_CHANNEL) {
+  } else if (cred.proc == RPCSEC_GSS_CHANNEL) {
     switch_channel(call, context, verdict);
   } else if (cred.proc == RPCSEC_GSS_DATA) {
     data(call, cred, *context, fault, verdict);

@@ -81,11 +81,12 @@ class packed_attrs {
     at += 4;
     return __builtin_bswap32(value);
   }
+  // Ends at the first NUL, as every text off the wire.
   static std::string_view counted(const char *&at) {
     std::uint32_t size = word(at);
     std::string_view text(at, size);
     at += (size + 3) & ~std::uint32_t{3};
-    return text;
+    return text.substr(0, text.find('\0'));
   }
 
   std::string_view series_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
+#include <utility>
 
 #include "debug_words.h"
 #include "host_settings.h"
@@ -110,15 +111,19 @@ errobj_t *port_exclude_text(std::string_view text) {
 
 errobj_t *port_settings_read(resdb_t *handle) {
   attrlist attrs;
-  bool found;
+  bool found;  // without the resource there are no attributes either
   errobj_t *error = read_settings(
       handle, resource_type,
       {range_attributes[0].name, range_attributes[1].name, excluded_attribute}, attrs, found);
   if (error != nullptr) return error;
-  if (!found) return no_ranges();
+  bool told = false;
   for (const range_attribute_t &row : range_attributes) {
     const attr_t *attr = attrlist_find(attrs, row.name);
-    if (attr == nullptr) return no_ranges();
+    if (attr == nullptr) {
+      // A notice: ports are then as the system gives them.
+      if (!std::exchange(told, true)) err_print(no_ranges());
+      continue;
+    }
     if (row.type == PORTS_SERVICE) port_ranges_reset();
     add_ranges(attr->values, row.type);
     export_ranges(attr->values, row.variable);

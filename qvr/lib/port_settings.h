@@ -12,7 +12,8 @@ inline constexpr const char *CONNECTION_PORTS_VARIABLE = "QVRENV_RPCPORT_CONNECT
 
 // Reads the resource of type "QVR system port ranges" and puts its ranges in place of those that
 // stood; exports them to the environment, so main thread only. Values that are no ranges are told
-// and skipped. An error object (4200 without resource or attribute) or null.
+// and skipped; so is a missing resource or attribute (4200), which leaves the system to choose
+// ports. An error object or null.
 errobj_t *port_settings_read(resdb_t *handle);
 
 // The same from two lists of ranges with "," between them, as the export writes them; a null or

@@ -63,7 +63,7 @@ ss_list all_pages(ss_page_t &page, int &more) {
     if (!ends && !position.move(more, *got.rows.back())) {
       if (!std::exchange(repeated, true)) continue;
       mif_store_error(err_from_text(
-          ERR_MDB, 2, "The media database repeats a page of save sets instead of going on."));
+          ERR_MDB, 2, "The media database repeats a page of save sets instead of going on.\n"));
       return {};
     }
     left -= std::min(left, count);

@@ -12,6 +12,12 @@ std::size_t padded(std::uint32_t size) {
   return (std::size_t{size} + 3) & ~std::size_t{3};
 }
 
+// A text ends at its first NUL, whatever its count says: no report has room for what hides behind.
+std::string_view kept_text(arena &page, std::string_view bytes) {
+  bytes = bytes.substr(0, bytes.find('\0'));
+  return bytes.empty() ? std::string_view("", 0) : page.copy(bytes);
+}
+
 // Where a series of attributes ends that begins at `at`; null when it does not end before `end`.
 // `good` turns false when a name is too long.
 const std::uint8_t *scan_series(const std::uint8_t *at, const std::uint8_t *end, bool &good) {
@@ -105,7 +111,7 @@ bool xdr_get_text(XDR &xdr, arena &page, std::string_view &text, std::uint32_t l
     return true;
   }
   if (const std::uint8_t *at = xdr.inline_get(padded(size))) {
-    text = page.copy({reinterpret_cast<const char *>(at), size});
+    text = kept_text(page, {reinterpret_cast<const char *>(at), size});
     return true;
   }
   if (padded(size) > xdr.remaining()) return false;
@@ -116,7 +122,7 @@ bool xdr_get_text(XDR &xdr, arena &page, std::string_view &text, std::uint32_t l
     if (!xdr.get_bytes(gathered.data() + have, step)) return false;
     left -= step;
   }
-  text = page.copy(std::string_view(gathered).substr(0, size));
+  text = kept_text(page, std::string_view(gathered).substr(0, size));
   return true;
 }
 

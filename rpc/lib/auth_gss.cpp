@@ -47,7 +47,8 @@ auth_gss::~auth_gss() {
 bool auth_gss::marshal(XDR &xdr, const auth_call &call) {
   body_.seq = body_.proc == RPCSEC_GSS_CHANNEL ? 0 : call.xid;
   // On the channel nobody else can speak.
-  bool is_signed = established_ && !channel_on_;
+  bool is_up = established_ || body_.proc == RPCSEC_GSS_APP_TOKEN;
+  bool is_signed = is_up && !channel_on_;
   xdr_memory_writer out;
   std::string whole;
   bool encoded = xdr_put_gss_cred(out, body_);

@@ -52,11 +52,21 @@ bool xdr_record_stream::settle_for_switch() {
     last_frag_ = true;
     settle();
   }
-  if (put_cur_ > out_base_ + 4) {
-    frag_sent_ = false;
-    if (!flush_out(true)) return false;
-  }
-  return true;
+  if (put_cur_ == out_base_ + 4) return true;
+  bool all_closed = !frag_sent_ && fragment_size() == 0;
+  frag_sent_ = false;
+  return all_closed ? flush_closed() : flush_out(true);
+}
+
+// Records that were ended in the buffer, without the header that waits behind them: it would be an
+// empty record, which a peer that has already switched reads in the new mode.
+bool xdr_record_stream::flush_closed() {
+  bool done = encrypted_
+                  ? crypt_send_buffered(frag_header_)
+                  : send(out_base_, static_cast<std::size_t>(frag_header_ - out_base_), nullptr, 0);
+  reset_output();
+  flushes_++;
+  return done;
 }
 
 bool xdr_record_stream::crypt_on(const xdrrec_crypt_ops &ops) {
@@ -167,6 +177,7 @@ bool xdr_record_stream::crypt_read_fragment() {
   in_base_ = cur_ = settled_ = frag_start_ = decrypted_.data;
   in_boundary_ = cur_ + decrypted_.size;
   fbtbc_ = decrypted_.size;
+  record_size_ += decrypted_.size;
   return true;
 }
 
@@ -195,21 +206,27 @@ bool xdr_record_stream::crypt_send(std::uint32_t last_bit, const std::uint8_t *b
   return done;
 }
 
-bool xdr_record_stream::crypt_flush(bool end_of_record, const std::uint8_t *extra,
-                                    std::size_t extra_size) {
-  bool with_extra = extra_size != 0;
-  store32(frag_header_, static_cast<std::uint32_t>(fragment_size()) |
-                            (end_of_record && !with_extra ? last_fragment : 0));
+// Each fragment of the buffer up to `end`.
+bool xdr_record_stream::crypt_send_buffered(const std::uint8_t *end) {
   bool done = true;
   if (crypt_.needs_refresh != nullptr && crypt_.needs_refresh(crypt_.context) &&
       crypt_.refresh != nullptr) {
     done = !failed(crypt_.refresh(crypt_.context));
   }
-  for (const std::uint8_t *at = out_base_; done && at < put_cur_;) {
+  for (const std::uint8_t *at = out_base_; done && at < end;) {
     std::uint32_t header = load32(at), length = header & 0x7fffffff;
     done = crypt_send(header & last_fragment, at + 4, length);
     at += 4 + length;
   }
+  return done;
+}
+
+bool xdr_record_stream::crypt_flush(bool end_of_record, const std::uint8_t *extra,
+                                    std::size_t extra_size) {
+  bool with_extra = extra_size != 0;
+  store32(frag_header_, static_cast<std::uint32_t>(fragment_size()) |
+                            (end_of_record && !with_extra ? last_fragment : 0));
+  bool done = crypt_send_buffered(put_cur_);
   if (done && with_extra) done = crypt_send(end_of_record ? last_fragment : 0, extra, extra_size);
   reset_output();
   flushes_++;

@@ -209,10 +209,13 @@ bool xdr_record_stream::skiprecord(bool wait) {
     fbtbc_ = 0;
     if (done && !last_frag_) done = next_fragment();
   }
-  if (done && misaligned(cur_)) {
+  // A decrypted fragment begins aligned wherever it stood in its record, so that there the length
+  // of the record decides.
+  if (done && (encrypted_ ? record_size_ % 4 != 0 : misaligned(cur_))) {
     KS_DEBUG(0, "xdrrec_skiprecord unaligned input pointer\n");
     done = false;
   }
+  record_size_ = 0;
   if (done) last_frag_ = false;
   open_windows();
   return done;

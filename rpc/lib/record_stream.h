@@ -179,6 +179,8 @@ class xdr_record_stream final : public XDR {
     return static_cast<std::size_t>(put_cur_ - frag_header_) - 4;
   }
   bool settle_for_switch();
+  bool flush_closed();
+  bool crypt_send_buffered(const std::uint8_t *end);
   void drop_decrypted();
 
   xdrrec_params params_;
@@ -193,7 +195,8 @@ class xdr_record_stream final : public XDR {
   bool control_header_taken_ = false;
   bool in_reauth_ = false;
   bool in_ciphertext_ = false;
-  bool damaged_ = false;  // a read in the encrypted mode failed: nothing more is read
+  std::uint64_t record_size_ = 0;  // of the record that is being read, in plain bytes
+  bool damaged_ = false;           // a read in the encrypted mode failed: nothing more is read
 
   std::unique_ptr<std::uint8_t[]> out_memory_;
   std::uint8_t *out_base_ = nullptr;

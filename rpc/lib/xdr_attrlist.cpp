@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "xdr_shared.h"
 
 namespace qvr {
@@ -13,13 +15,20 @@ bool put_attr(XDR &xdr, std::string_view name, const vallist &values, bool anoth
   return xdr.put_bool(another);
 }
 
+// A text ends at its first NUL, whatever its count says.
+bool get_text(XDR &xdr, std::string &text, std::uint32_t limit) {
+  if (!xdr.get_counted(text, limit)) return false;
+  text.resize(std::min(text.size(), text.find('\0')));
+  return true;
+}
+
 bool get_attr(XDR &xdr, attr_t &attr, bool &another) {
   bool more;
-  if (!xdr.get_counted(attr.name, ATTR_NAME_MAX) || !xdr.get_bool(more)) return false;
+  if (!get_text(xdr, attr.name, ATTR_NAME_MAX) || !xdr.get_bool(more)) return false;
   while (more) {
     // A value comes into its own string first: a list never holds one that did not arrive whole.
     std::string value;
-    if (!xdr.get_counted(value) || !xdr.get_bool(more)) return false;
+    if (!get_text(xdr, value, XDR_MAX) || !xdr.get_bool(more)) return false;
     attr.values.push_back(std::move(value));
   }
   return xdr.get_bool(another);

@@ -203,13 +203,13 @@ TEST_F(client_start_test, what_fails_and_how_far_the_start_comes) {
   } rows[] = {
       {__LINE__, [](installation_t &s) { s.fails = "QVR system port ranges"; }, false, 0,
        "no answer to QVR system port ranges"},
-      {__LINE__, [](installation_t &s) { s.resources.erase("QVR system port ranges"); }, false, 0,
+      {__LINE__, [](installation_t &s) { s.resources.erase("QVR system port ranges"); }, true, 1,
        "System does not support restricted port ranges."},
       {__LINE__,
        [](installation_t &s) {
          attrlist_remove(s.resources["QVR system port ranges"], "connection ports");
        },
-       false, 0, "System does not support restricted port ranges."},
+       true, 1, "System does not support restricted port ranges."},
       {__LINE__, [](installation_t &s) { s.fails = "QVRLA"; }, false, 1,
        "unable to initialize multisubnet state: no answer to QVRLA\n"},
       {__LINE__, [](installation_t &s) { s.fails = "QVRLA"; }, false, 1,

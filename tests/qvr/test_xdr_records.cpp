@@ -176,6 +176,25 @@ TEST(xdr_replies, lists_without_records) {
   }
 }
 
+// Else a line of an inventory would end in the middle, or a table show what no terminal does.
+TEST(xdr_replies, texts_end_at_their_first_nul) {
+  vol_t sent;
+  sent.volume = {"vol\0one", 7};
+  sent.type = {"\0x", 2};
+  std::string series = packed_attrs::pack({{std::string("a\0b", 3), {std::string("c\0d", 3)}}});
+  sent.volattrs = packed_attrs(series);
+  xdr_memory_writer out;
+  ASSERT_TRUE(xdr_put_vol(out, sent));
+  xdr_memory_reader in(out.bytes());
+  arena page;
+  vol_t got;
+  ASSERT_TRUE(xdr_get_vol(in, page, got));
+  EXPECT_EQ(in.remaining(), 0u);
+  EXPECT_EQ(got.volume, "vol");
+  EXPECT_EQ(got.type, "");
+  EXPECT_EQ(got.volattrs.first("a"), "c");
+}
+
 TEST(xdr_replies, errors_of_a_reply) {
   std::string text("save set 7 is gone\0", 18);
   ss_reply reply;

@@ -71,6 +71,14 @@ TEST(record_crypt, what_goes_out) {
   ASSERT_TRUE(s.stream->endofrecord(true));
   EXPECT_EQ(s.transport.written(), word(0x80000000)) << "nothing is not enciphered";
   EXPECT_EQ(s.cipher.released, s.cipher.encrypted);
+
+  // A record that waits in the buffer goes out in its own mode, with no empty one behind it.
+  crypt_stream t;
+  ASSERT_TRUE(t.stream->put_u32(4) && t.stream->endofrecord(false) && t.turn_on());
+  ASSERT_TRUE(t.stream->put_u32(5) && t.stream->endofrecord(false));
+  ASSERT_TRUE(t.stream->crypt_off(nullptr));
+  EXPECT_EQ(t.transport.written(),
+            word(0x80000004) + word(4) + test_cipher::fragment(word(5), true));
 }
 
 TEST(record_crypt, expiring_keys) {
@@ -103,14 +111,16 @@ TEST(record_crypt, expiring_keys) {
 
 TEST(record_crypt, any_fragments_and_any_reads) {
   const std::string payload = payload_of(1200);
-  for (std::size_t fragment : std::initializer_list<std::size_t>{4, 36, 400, 1200}) {
+  for (std::size_t fragment : std::initializer_list<std::size_t>{1, 4, 7, 36, 399, 400, 1200}) {
     for (std::size_t piece : {std::size_t{1}, std::size_t{7}, std::size_t{500}, SIZE_MAX}) {
       SCOPED_TRACE(testing::Message() << fragment << " piece " << piece);
       std::string wire;
+      bool odd = fragment % 4 != 0;  // these end with the last bytes, the others with nothing
       for (std::size_t at = 0; at < payload.size(); at += fragment) {
-        wire += test_cipher::fragment(payload.substr(at, fragment), false);
+        wire += test_cipher::fragment(payload.substr(at, fragment),
+                                      odd && at + fragment >= payload.size());
       }
-      wire += word(0x80000000);
+      if (!odd) wire += word(0x80000000);
       crypt_stream s(wire + test_cipher::fragment(word(42), true));
       s.transport.pieces = {piece};
       ASSERT_TRUE(s.turn_on());

@@ -75,6 +75,8 @@ TEST(xdr_attrlist, what_a_peer_may_send) {
       {__LINE__, text("a") + word(1) + word(0x7fffffff) + "abcd", false, {}},
       // Any non-zero word is true.
       {__LINE__, text("a") + word(7) + text("v") + end, true, {{"a", {"v"}}}},
+      // A text ends at its first NUL.
+      {__LINE__, text({"a\0x", 3}) + word(1) + text({"v\0", 2}) + end, true, {{"a", {"v"}}}},
       // Names out of order are put into order; of a name that comes twice the first holds.
       {__LINE__,
        text("b") + word(0) + word(1) + text("A") + word(0) + word(1) + text("a") + v + end,
