@@ -73,15 +73,17 @@ round_t connect_round(mif_t &mif) {
   if (error == nullptr && mif.mif_clnt == nullptr) error = clnt_create_error();
   if (mif.mif_clnt == nullptr || error != nullptr) {
     close_handle(mif);
+    bool refused = target.host.empty();  // before there was anything to connect to
+    if (refused) {
+      KS_DEBUG(1, "kstr_auth for mmdb connection failed: %s; retrying...\n",
+               error != nullptr ? error->text.c_str() : "");
+    }
     if (error != nullptr && err_is(error->code, ERR_RPC, RPC_UNKNOWNHOST)) {
       mif_store_error(unknown_host(mif, error->code));
       return round_t::over;
     }
     mif_store_error(error);
-    if (!target.host.empty()) return settle(mif, round_t::again_later);
-    KS_DEBUG(1, "kstr_auth for mmdb connection failed: %s; retrying...\n",
-             error != nullptr ? error->text.c_str() : "");
-    return settle(mif, round_t::again);
+    return settle(mif, refused ? round_t::again : round_t::again_later);
   }
 
   clnt_stat status = ping(mif);
