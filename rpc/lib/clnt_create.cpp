@@ -59,6 +59,7 @@ std::unique_ptr<CLIENT> host_request::try_address(const addrinfo &info, int wait
              static_cast<unsigned long>(version));
   }
   int socket = -1;
+  unsigned how = flags | (info.ai_next != nullptr ? CLNT_MORE_ADDRESSES : 0);
   if (protocol.socket_type == SOCK_DGRAM) {
     return clnt_udp_create(address, program, version, udp_retry, socket,
                            send_size != 0 ? send_size : CLNT_UDP_SIZE,
@@ -66,9 +67,9 @@ std::unique_ptr<CLIENT> host_request::try_address(const addrinfo &info, int wait
   }
   if (multi_subnet) {
     return clnt_tcp_create_wait(address, program, version, socket, send_size, receive_size, wait,
-                                flags);
+                                how);
   }
-  return clnt_tcp_create(address, program, version, socket, send_size, receive_size, flags);
+  return clnt_tcp_create(address, program, version, socket, send_size, receive_size, how);
 }
 
 }  // namespace

@@ -17,6 +17,9 @@ enum clnt_create_flag : unsigned {
   // A failed connect is told by the create error alone: no messages. For connections that no
   // user's request needs, as those to a port mapper.
   CLNT_QUIET = 1,
+  // The host has a further address. A port that was remembered may have been seen at that one, so
+  // that its refusal here is no failure yet: no messages of it.
+  CLNT_MORE_ADDRESSES = 2,
 };
 
 // By host name. An empty host means "localhost", an empty protocol "tcp"; the protocol is compared

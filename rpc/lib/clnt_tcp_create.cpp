@@ -79,6 +79,11 @@ std::unique_ptr<CLIENT> tcp_request::create(int &socket) {
              name != nullptr ? name : "unknown", static_cast<unsigned long>(version));
   }
   if (port_of(address) == 0) {
+    if ((flags & CLNT_MORE_ADDRESSES) != 0 &&
+        ks_address_is_local_cached(reinterpret_cast<const sockaddr *>(&address)) &&
+        pmap_cache_find(program, version, IPPROTO_TCP) != 0) {
+      flags |= CLNT_QUIET;
+    }
     std::uint16_t port =
         pmap_getport_qvr(address, program, version, IPPROTO_TCP, PMAP_PRODUCT, wait_seconds);
     if (port == 0) return nullptr;

@@ -160,6 +160,11 @@ TEST_F(pmap_test, a_port_that_closes_between_look_up_and_connect) {
   product.set_rows({{EXECD, 1, 6, port_of(back.address)}});
   int socket = -1;
   EXPECT_NE(nullptr, clnt_tcp_create(here, EXECD, 1, socket, 0, 0)) << clnt_create_error_text();
+  // A remembered port that another address of the host has: nothing to tell.
+  world.hosts["two"] = {"", {"127.0.0.2", "127.0.0.1"}, 0};
+  caught_messages caught;
+  EXPECT_NE(nullptr, clnt_create_simple("two", EXECD, 1, "tcp")) << clnt_create_error_text();
+  EXPECT_EQ("", caught.text());
 }
 
 TEST_F(pmap_test, the_environment_of_a_child) {
