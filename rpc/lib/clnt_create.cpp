@@ -59,7 +59,8 @@ std::unique_ptr<CLIENT> host_request::try_address(const addrinfo &info, int wait
              static_cast<unsigned long>(version));
   }
   int socket = -1;
-  unsigned how = flags | (info.ai_next != nullptr ? CLNT_MORE_ADDRESSES : 0);
+  unsigned how = flags;
+  if (info.ai_next != nullptr) how |= CLNT_MORE_ADDRESSES;
   if (protocol.socket_type == SOCK_DGRAM) {
     return clnt_udp_create(address, program, version, udp_retry, socket,
                            send_size != 0 ? send_size : CLNT_UDP_SIZE,
