@@ -21,10 +21,10 @@ namespace qvr {
 struct frag_t {
   std::int64_t fragoffset = 0;  // bytes from the start of the save set
   ksui volid;
-  std::uint32_t mediafile = 0;
+  std::uint32_t mediafile = 0;  // file, record and mark on the medium where it begins
   std::uint32_t mediarec = 0;
   std::uint32_t mediamark = 0;
-  std::int64_t ssaccess = 0;
+  std::int64_t ssaccess = 0;  // when it was last read
 };
 
 // One instance of a save set. `cloneid` is also the time at which the clone was made.
@@ -40,19 +40,19 @@ struct ss_t {
   std::uint32_t ss_head = 0;  // carried as it came
   ksui ssid;
   ksui pssid;
-  std::int32_t level = 0;
-  std::int64_t savetime = 0;
-  std::int64_t sscreate = 0;
-  std::int64_t ssinsert = 0;
-  std::int64_t sscomp = 0;
+  std::int32_t level = 0;     // ss_levels.h
+  std::int64_t savetime = 0;  // when the save began; with the client, it is as good as the ssid
+  std::int64_t sscreate = 0;  // by the client's clock
+  std::int64_t ssinsert = 0;  // into the database
+  std::int64_t sscomp = 0;    // complete
   ksui clientid;
-  std::uint32_t ssflags = 0;
+  std::uint32_t ssflags = 0;  // ss_flags.h
   std::string_view client;
-  std::string_view name;
-  std::uint64_t totalsize = 0;
+  std::string_view name;        // usually the path that was saved
+  std::uint64_t totalsize = 0;  // bytes
   std::uint64_t nfiles = 0;
-  std::uint32_t ssbrowse = 0;  // from ssinsert; 0xffffffff is forever
-  std::uint32_t ssretent = 0;
+  std::uint32_t ssbrowse = 0;  // seconds from ssinsert; 0xffffffff is forever
+  std::uint32_t ssretent = 0;  // likewise
   packed_attrs attrs;
   std::uint32_t ncopies = 0;
   clone_t *clones = nullptr;  // in the arena
@@ -78,13 +78,13 @@ struct vol_t {
   std::uint64_t capacity = 0;  // kilobytes
   std::uint64_t written = 0;
   std::uint64_t read = 0;
-  std::uint32_t next = 0;
+  std::uint32_t next = 0;  // file and record to be written next
   std::uint32_t nrec = 0;
   std::int64_t volaccess = 0;
   std::int64_t volhold = 0;
-  std::int64_t olabel = 0;
-  std::int64_t labeled = 0;
-  std::int64_t volretent = 0;
+  std::int64_t olabel = 0;     // first label
+  std::int64_t labeled = 0;    // present label
+  std::int64_t volretent = 0;  // expiry of its last save set
   std::uint32_t volflags = 0;
   std::uint32_t mounts = 0;
   std::uint32_t recycled = 0;
