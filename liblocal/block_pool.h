@@ -1,8 +1,7 @@
 // Memory for bulk records, in blocks of one size.
 //
-// Records are read once into memory and then again in the order of the report, which leaps all over
-// them. With small pages each first touch and most leaps cost the system more than the reading
-// does; so blocks are cut from large regions that ask for huge pages.
+// First touches of fresh pages cost the system more than the reading of what comes into them; so
+// blocks are made present whole, and are used again by this process.
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,7 @@
 #include "command.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <array>
@@ -377,6 +378,14 @@ void widen_output() {
   // one.
   static char buffer[64 * 1024];
   if (isatty(STDOUT_FILENO) == 0) std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
+}
+
+void keep_freed_memory() {
+  // Sorting a large report takes and gives back one block of megabytes after the other. Given back
+  // to the system, each would come again page by page.
+  constexpr int LARGEST = 32 << 20;  // the most that is allowed
+  mallopt(M_MMAP_THRESHOLD, LARGEST);
+  mallopt(M_TRIM_THRESHOLD, 4 * LARGEST);
 }
 
 int finish_output(int status) {

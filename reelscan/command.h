@@ -15,6 +15,9 @@ void keep_standard_descriptors();
 // Gives standard output a large buffer where nobody watches it grow. Before anything is printed.
 void widen_output();
 
+// Lets freed memory be used again instead of giving it back to the system. Before other threads.
+void keep_freed_memory();
+
 // Writes out what standard output holds. `status`, or 1 after a message when that fails.
 int finish_output(int status);
 

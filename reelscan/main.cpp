@@ -8,5 +8,6 @@ int main(int argc, char **argv) {
   std::setlocale(LC_ALL, "");
   qvr::keep_standard_descriptors();
   qvr::widen_output();
+  qvr::keep_freed_memory();
   return qvr::finish_output(qvr::run_command(argc, argv));
 }

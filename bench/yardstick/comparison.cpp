@@ -176,6 +176,12 @@ class comparison {
          1.2, more, each("encrypted") + " a save set; OpenSSL " + each("crypt"));
   }
 
+  // Lines that a shell's pipe prints.
+  static std::string count_of(const std::string &pipe) {
+    std::string count = output_of({"sh", "-c", pipe + " | wc -l"});
+    return count.erase(count.find_last_not_of('\n') + 1);
+  }
+
   // Seconds of a default report outside of calls of the network.
   double not_network() {
     std::string told = file("network_time");
@@ -200,10 +206,10 @@ class comparison {
       take("default not network", not_network() * 1e3);
       take("usage", command({"-r"}, "/dev/null", 1).wall * 1e3);
     }
-    std::string rows = output_of({"sh", "-c", command_ + " | tail -n +2 | wc -l"});
-    rows.erase(rows.find_last_not_of('\n') + 1);
+    std::string rows = count_of(command_ + " | tail -n +2"),
+                sets = count_of(command_ + " -r ssid | sort -u");
     hold("default report of the last day, start to end", "ms", bound_t::at_most, 15,
-         samples_["default"], rows + " rows");
+         samples_["default"], sets + " save sets in " + rows + " rows");
     hold("of it, what is not network", "ms", bound_t::at_most, 5, samples_["default not network"],
          "outside of calls of the network");
     hold("its processor time, with the network's", "ms", bound_t::at_most, 0,
