@@ -165,7 +165,8 @@ bool clnt_tcp::send_call(std::uint32_t procedure, xdr_encoder encode, bool send_
 bool clnt_tcp::read_reply(rpc_reply_t &reply) {
   rpc_err_t &error = transport_.error;
   for (;;) {
-    bool skipped = stream_->skiprecord(true);
+    // A call that gave up waiting left the stream before a record that is still to come.
+    bool skipped = stream_->at_record_start() || stream_->skiprecord(true);
     if (decoded_reply_ && stream_->skipped() != 0) {
       KS_DEBUG(1, "%lu bytes behind a decoded reply were skipped\n",
                static_cast<unsigned long>(stream_->skipped()));

@@ -48,8 +48,9 @@ void xdr_record_stream::drop_decrypted() {
 bool xdr_record_stream::settle_for_switch() {
   // Inside a reauthentication the stream stands between two fragments already.
   if (!in_reauth_) {
-    if (!skiprecord(false)) return false;
+    if (head_size_ != 0 || !skiprecord(false)) return false;
     last_frag_ = true;
+    at_record_start_ = false;
     settle();
   }
   if (put_cur_ == out_base_ + 4) return true;
@@ -141,15 +142,15 @@ bool xdr_record_stream::decrypt_next(std::uint32_t length) {
   return done;
 }
 
+// A fragment that has not begun is waited for again; one that did not come whole is lost.
 bool xdr_record_stream::crypt_set_input_fragment() {
-  damaged_ = damaged_ || !crypt_read_fragment();
+  std::uint32_t header;
+  if (damaged_ || !read_head(header)) return false;
+  damaged_ = !crypt_read_fragment(header);
   return !damaged_;
 }
 
-bool xdr_record_stream::crypt_read_fragment() {
-  std::uint8_t word[4];
-  if (!exact_read(word, 4)) return false;
-  std::uint32_t header = load32(word);
+bool xdr_record_stream::crypt_read_fragment(std::uint32_t header) {
   if ((header & control_header) != 0 && crypt_.reauth != nullptr) {
     control_header_taken_ = in_reauth_ = true;
     errobj_t *error = crypt_.reauth(crypt_.context);
@@ -157,8 +158,7 @@ bool xdr_record_stream::crypt_read_fragment() {
     if (failed(error)) return false;
     // The layer may have ended the encrypted mode: the rest comes in plain.
     if (!encrypted_) return set_input_fragment();
-    if (!exact_read(word, 4)) return false;
-    header = load32(word);
+    if (!read_head(header)) return false;
   }
   std::uint32_t length = header & 0x7fffffff;
   if (!check_fragmax(length)) return false;

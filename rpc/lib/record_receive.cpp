@@ -31,13 +31,19 @@ bool xdr_record_stream::internal_fill_input_bufs(std::uint8_t *first, std::size_
     std::size_t have = 0;
     do {
       auto got = params_.simple_read(params_.handle, to + have, *size - have);
-      if (got <= 0) return false;
+      if (got <= 0) {
+        *size = have;
+        return false;
+      }
       have += std::min(static_cast<std::size_t>(got), *size - have);
     } while (whole && have < *size);
     *size = have;
     return true;
   };
-  if (!fill_one(first, first_size, full >= 1)) return false;
+  if (!fill_one(first, first_size, full >= 1)) {
+    if (second_size != nullptr) *second_size = 0;
+    return false;
+  }
   if (second == nullptr) return true;
   // One more read could wait for bytes that nobody asked for.
   if (full >= 2) return fill_one(second, second_size, true);
@@ -54,10 +60,12 @@ bool xdr_record_stream::internal2_fill_input_bufs(std::uint8_t *first, std::size
   }
   std::size_t size1 = *first_size, size2 = second != nullptr ? *second_size : 0;
   std::size_t have1 = 0, have2 = 0;
+  bool done = true;
   do {
     auto got = params_.vectored_read(params_.handle, first + have1, size1 - have1,
                                      size2 > have2 ? second + have2 : nullptr, size2 - have2);
-    if (got <= 0) return false;
+    done = got > 0;
+    if (!done) break;
     std::size_t count = std::min(static_cast<std::size_t>(got), size1 - have1 + size2 - have2);
     std::size_t part = std::min(count, size1 - have1);
     have1 += part;
@@ -65,9 +73,10 @@ bool xdr_record_stream::internal2_fill_input_bufs(std::uint8_t *first, std::size
   } while ((full >= 1 && have1 < size1) || (full >= 2 && have2 < size2));
   *first_size = have1;
   if (second != nullptr) *second_size = have2;
-  return true;
+  return done;
 }
 
+// Whatever the result, the sizes say what came.
 bool xdr_record_stream::fill(std::uint8_t *first, std::size_t *first_size, std::uint8_t *second,
                              std::size_t *second_size, int full) {
   return params_.receive_type == XDRREC_VECTORED
@@ -89,22 +98,25 @@ bool xdr_record_stream::refill(std::size_t at_most) {
   cur_ = settled_ = in_boundary_ = frag_start_ = to;
   in_base_ = buffer_base_;
   fills_++;
-  if (!fill(to, &size, nullptr, nullptr, at_most == SIZE_MAX ? 0 : 1)) return false;
+  bool done = fill(to, &size, nullptr, nullptr, at_most == SIZE_MAX ? 0 : 1);
   in_boundary_ = to + size;
-  return true;
+  return done;
 }
 
-// Exactly `size` bytes into the caller's memory, and what comes with them into the empty buffer.
-bool xdr_record_stream::read_direct(std::uint8_t *to, std::size_t size) {
-  std::size_t phase = (reinterpret_cast<std::uintptr_t>(in_boundary_) + size) & 3;
+// Exactly `size` bytes into the caller's memory, and what comes with them into the empty buffer. On
+// failure `size` says how many came.
+bool xdr_record_stream::read_direct(std::uint8_t *to, std::size_t &size) {
+  auto before = reinterpret_cast<std::uintptr_t>(in_boundary_);
+  std::size_t phase = (before + size) & 3;
   std::uint8_t *rest = buffer_base_ + phase;
   std::size_t rest_size = params_.receive_size - phase;
-  cur_ = settled_ = in_boundary_ = frag_start_ = rest;
+  bool done = fill(to, &size, rest, &rest_size, 1);
+  if (!done) rest = buffer_base_ + ((before + size) & 3);
+  cur_ = settled_ = frag_start_ = rest;
+  in_boundary_ = rest + rest_size;
   in_base_ = buffer_base_;
   fills_++;
-  if (!fill(to, &size, rest, &rest_size, 1)) return false;
-  in_boundary_ = rest + rest_size;
-  return true;
+  return done;
 }
 
 // Bytes that are no part of a fragment: headers and plain control messages.
@@ -148,9 +160,21 @@ bool xdr_record_stream::begin_fragment(std::uint32_t header) {
   return true;
 }
 
+// A header may come in pieces, with a wait between them that somebody gave up.
+bool xdr_record_stream::read_head(std::uint32_t &header) {
+  for (; head_size_ < sizeof head_; head_size_++) {
+    std::uint8_t *to = head_ + head_size_;
+    if (!(encrypted_ ? exact_read(to, 1) : buffered_read(to, 1))) return false;
+  }
+  head_size_ = 0;
+  at_record_start_ = false;
+  header = load32(head_);
+  return true;
+}
+
 bool xdr_record_stream::set_input_fragment() {
-  std::uint8_t word[4];
-  return buffered_read(word, 4) && begin_fragment(load32(word));
+  std::uint32_t header;
+  return read_head(header) && begin_fragment(header);
 }
 
 bool xdr_record_stream::slow_get_bytes(void *to, std::size_t size) {
@@ -182,18 +206,20 @@ bool xdr_record_stream::slow_get_bytes(void *to, std::size_t size) {
   return done;
 }
 
-bool xdr_record_stream::skip_input_bytes(std::uint64_t size, bool wait) {
-  while (size > 0) {
+bool xdr_record_stream::skip_fragment(bool wait) {
+  while (fbtbc_ > 0) {
+    auto size = static_cast<std::uint64_t>(fbtbc_);
     if (buffered() == 0) {
       std::size_t most =
           wait ? SIZE_MAX
                : static_cast<std::size_t>(std::min<std::uint64_t>(size, params_.receive_size - 3));
-      if (!refill(most)) return false;
+      if (!refill(most) && buffered() == 0) return false;
     }
     auto part = std::min<std::uint64_t>(size, buffered());
     cur_ += part;
     settled_ = cur_;
-    size -= part;
+    fbtbc_ -= static_cast<std::int64_t>(part);
+    skipped_ += part;
   }
   return true;
 }
@@ -203,20 +229,21 @@ bool xdr_record_stream::skiprecord(bool wait) {
   skipped_ = 0;
   bool done = !damaged_;
   while (done && (fbtbc_ > 0 || !last_frag_)) {
-    auto size = static_cast<std::uint64_t>(fbtbc_);
-    done = skip_input_bytes(size, wait);
-    skipped_ += size;
-    fbtbc_ = 0;
+    done = skip_fragment(wait);
     if (done && !last_frag_) done = next_fragment();
   }
   // A decrypted fragment begins aligned wherever it stood in its record, so that there the length
   // of the record decides.
   if (done && (encrypted_ ? record_size_ % 4 != 0 : misaligned(cur_))) {
     KS_DEBUG(0, "xdrrec_skiprecord unaligned input pointer\n");
+    record_size_ = 0;
     done = false;
   }
-  record_size_ = 0;
-  if (done) last_frag_ = false;
+  if (done) {
+    last_frag_ = false;
+    at_record_start_ = true;
+    record_size_ = 0;
+  }
   open_windows();
   return done;
 }

@@ -82,8 +82,9 @@ inline constexpr std::size_t XDRREC_LARGE_WRITE = 8000;  // from here on a block
 inline constexpr std::size_t XDRREC_DIRECT_READ = 200;   // above it, into the caller's memory
 
 // A stream belongs to one connection and one thread at a time. Every operation answers false on
-// failure, the reason being the transport's. A failed read in encrypted mode leaves the connection
-// of no further use.
+// failure, the reason being the transport's. A read that failed for want of bytes loses none of
+// those that came, but for a fragment of the encrypted mode: there the connection is of no further
+// use.
 class xdr_record_stream final : public XDR {
  public:
   ~xdr_record_stream() override;
@@ -93,6 +94,9 @@ class xdr_record_stream final : public XDR {
   // Discards what is left of the current record, so that the next read meets the next one. With
   // `wait` refills read what is there, without it only the bytes still needed.
   bool skiprecord(bool wait);
+  // True behind a skiprecord until the header of the next record has been read: who gave up waiting
+  // for that record waits on for it without another skip, which would discard it.
+  bool at_record_start() const { return at_record_start_; }
   // Bytes that the last skiprecord discarded.
   std::uint64_t skipped() const { return skipped_; }
   // Ends the record on the sending side; without `send_now` it may stay in the buffer and share a
@@ -148,7 +152,8 @@ class xdr_record_stream final : public XDR {
   bool next_fragment() { return encrypted_ ? crypt_set_input_fragment() : set_input_fragment(); }
   bool set_input_fragment();
   bool crypt_set_input_fragment();
-  bool crypt_read_fragment();
+  bool crypt_read_fragment(std::uint32_t header);
+  bool read_head(std::uint32_t &header);
   bool begin_fragment(std::uint32_t header);
   bool check_fragmax(std::uint32_t length);
   bool fill(std::uint8_t *first, std::size_t *first_size, std::uint8_t *second,
@@ -158,11 +163,11 @@ class xdr_record_stream final : public XDR {
   bool internal2_fill_input_bufs(std::uint8_t *first, std::size_t *first_size, std::uint8_t *second,
                                  std::size_t *second_size, int full);
   bool refill(std::size_t at_most = SIZE_MAX);
-  bool read_direct(std::uint8_t *to, std::size_t size);
+  bool read_direct(std::uint8_t *to, std::size_t &size);
   bool buffered_read(std::uint8_t *to, std::size_t size);
   bool exact_read(std::uint8_t *to, std::size_t size);
   bool decrypt_next(std::uint32_t length);
-  bool skip_input_bytes(std::uint64_t size, bool wait);
+  bool skip_fragment(bool wait);
   std::size_t buffered() const { return static_cast<std::size_t>(in_boundary_ - cur_); }
 
   // Sending.
@@ -196,7 +201,7 @@ class xdr_record_stream final : public XDR {
   bool in_reauth_ = false;
   bool in_ciphertext_ = false;
   std::uint64_t record_size_ = 0;  // of the record that is being read, in plain bytes
-  bool damaged_ = false;           // a read in the encrypted mode failed: nothing more is read
+  bool damaged_ = false;  // a fragment of the encrypted mode did not come whole: the end of reading
 
   std::unique_ptr<std::uint8_t[]> out_memory_;
   std::uint8_t *out_base_ = nullptr;
@@ -215,6 +220,9 @@ class xdr_record_stream final : public XDR {
   const std::uint8_t *frag_start_ = nullptr;
   std::int64_t fbtbc_ = 0;
   bool last_frag_ = true;
+  bool at_record_start_ = false;
+  std::uint8_t head_[4] = {};  // of the next fragment, as far as it has come
+  std::size_t head_size_ = 0;
   std::uint32_t fills_ = 0, fill_mark_ = 0;
   std::uint64_t begun_ = 0;
   std::uint64_t skipped_ = 0;

@@ -191,6 +191,32 @@ TEST(client_tcp, a_slow_reply_is_waited_for) {
   EXPECT_EQ(result, 42u);
 }
 
+// A call that gave up, wherever in its reply, does not cost the next one its own.
+TEST(client_tcp, the_next_call_behind_a_reply_that_stays_out) {
+  auto whole = [](std::uint32_t xid) {
+    return record(reply_head(xid) + counted(payload_of(700)) + word(7), 300);
+  };
+  for (std::size_t cut : {0, 1, 3, 4, 5, 28, 29, 150, 304, 307, 500, 743}) {
+    SCOPED_TRACE(cut);
+    std::string rest;
+    script_server server([&](served_connection &to, const served_call &call) {
+      std::string reply = whole(call.xid);
+      to.send(rest + reply.substr(0, rest.empty() ? cut : reply.size()));
+      rest = reply.substr(cut);
+      if (cut == 0) rest = record("");
+    });
+    auto client = connect_to(server);
+    ASSERT_TRUE(client);
+    std::string text;
+    std::uint32_t last = 0;
+    auto decode = [&](XDR &xdr) { return xdr.get_counted(text) && xdr.get_u32(last); };
+    EXPECT_EQ(client->call(57, {}, decode, 40ms), RPC_TIMEDOUT);
+    EXPECT_EQ(client->call(57, {}, decode, 5s), RPC_SUCCESS);
+    EXPECT_EQ(text, payload_of(700));
+    EXPECT_EQ(last, 7u);
+  }
+}
+
 TEST(client_tcp, foreign_and_broken_records_are_passed_over) {
   script_server server(sends([](const served_call &call) {
     return record(reply_head(call.xid + 1) + word(1)) + record(word(call.xid) + word(9)) +
