@@ -23,7 +23,7 @@ volume_lookup::~volume_lookup() {
 const vol_t *volume_lookup::find(const ksui &volid) {
   if (!full_) return session_(volid);
   auto [at, fresh] = fetched_.try_emplace(volid);
-  if (fresh) {
+  if (fresh && failure() == nullptr) {
     at->second = get_vol_id(volid, true);
     if (at->second.empty()) session_.note_failure();
     const errobj_t *error = at->second.empty() && debug_on(1) ? mif_last_error() : nullptr;

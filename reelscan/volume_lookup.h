@@ -9,11 +9,12 @@
 namespace qvr {
 
 // Volumes from the cache of the calling thread's session. Remembers why one could not be had that
-// the server may have: what its rows are missing makes a report that is not whole.
+// the server may have: what its rows are missing makes a report that is not whole. From then on the
+// cache alone serves, since each further one would wait for a lost server as long as the first did.
 class session_volumes {
  public:
   const vol_t *operator()(const ksui &volid) {
-    const vol_t *vol = cached_vol(volid);
+    const vol_t *vol = cached_vol(volid, !failure_);
     if (vol == nullptr) note_failure();
     return vol;
   }

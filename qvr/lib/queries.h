@@ -72,8 +72,9 @@ vol_list get_vols_location(std::string_view location, bool full);
 // Removes records whose volid is null or invalid.
 void drop_bad_vols(vol_list &list);
 
-// Records of the session's caches: valid until they are evicted. Null when they cannot be fetched.
-const vol_t *cached_vol(const ksui &volid);
+// Records of the session's caches: valid until they are evicted. Null when they cannot be fetched,
+// or are not there and nobody is to be asked.
+const vol_t *cached_vol(const ksui &volid, bool ask = true);
 const ss_t *cached_ss(const ksui &ssid);
 const ss_t *cached_ss(std::string_view client, std::int64_t savetime);
 inline constexpr std::uint32_t MIF_CACHE_NO_LIMIT = 0xffffffff;

@@ -77,11 +77,12 @@ vol_t *vol_copy(const vol_t &vol, arena &page) {
   return copy;
 }
 
-const vol_t *cached_vol(const ksui &volid) {
+const vol_t *cached_vol(const ksui &volid, bool ask) {
   mif_t &mif = mif_get();
   default_limit(mif);
   auto same = [&](const vol_t &vol) { return ksui_cmp(vol.volid, volid) == 0; };
   if (const vol_t *vol = mif.mif_vol_cache.find(cache_key(volid), same)) return vol;
+  if (!ask) return nullptr;
   vol_list list = get_vol_id(volid, false);
   if (list.empty()) {
     // What the callers leave out for lack of a volume is told here alone.
