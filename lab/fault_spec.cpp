@@ -20,8 +20,10 @@ const char *const LAB_FAULT_HELP =
     "  cut=N              close after N bytes of replies over all such connections; a further\n"
     "                     strike closes the next connection after as many bytes of its own\n"
     "                     (with refuse: and no other connection is taken or answered from then)\n"
+    "  cut-in=N           the same after N bytes of requests, before the answer\n"
     "  reset              closes become resets\n"
     "  spoil=N:MASK       byte N of the replies over all such connections, by these bits\n"
+    "  spoil-in=N:MASK    the same of the requests\n"
     "  trickle=MS         one byte a segment, MS milliseconds between them\n"
     "How, on calls:\n"
     "  delay=MS           answer late; random-delay=MS by up to that\n"
@@ -129,6 +131,7 @@ bool add_flip(lab_fault &fault, std::string_view text) {
   return true;
 }
 
+template <auto Member>
 bool set_spoil(lab_fault &fault, std::string_view text) {
   std::size_t colon = text.find(':');
   std::int64_t at;
@@ -136,7 +139,7 @@ bool set_spoil(lab_fault &fault, std::string_view text) {
   if (colon == std::string_view::npos || !number(text.substr(0, colon), at) || at < 0 ||
       !word(text.substr(colon + 1), mask) || mask > UINT8_MAX)
     return false;
-  fault.spoil = {static_cast<std::uint64_t>(at), static_cast<std::uint8_t>(mask)};
+  fault.*Member = {static_cast<std::uint64_t>(at), static_cast<std::uint8_t>(mask)};
   return true;
 }
 
@@ -170,7 +173,9 @@ constexpr key_row_t KEYS[] = {
     {"close", set_bytes<&lab_fault::close_after>},
     {"cut", set_bytes<&lab_fault::cut_after>},
     {"reset", set_flag<&lab_fault::reset>},
-    {"spoil", set_spoil},
+    {"cut-in", set_bytes<&lab_fault::cut_in>},
+    {"spoil", set_spoil<&lab_fault::spoil>},
+    {"spoil-in", set_spoil<&lab_fault::spoil_in>},
     {"trickle", set_word<&lab_fault::trickle_ms>},
     {"delay", set_word<&lab_fault::delay_ms>},
     {"random-delay", set_word<&lab_fault::random_delay_ms>},

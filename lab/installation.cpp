@@ -341,8 +341,13 @@ void lab_installation::clear_events() {
   daemons_->lab.log.clear();
 }
 
-std::uint64_t lab_installation::bytes_sent() const {
-  return daemons_->lab.bytes_sent;
+lab_installation::traffic_t lab_installation::traffic() const {
+  const auto &traffic = daemons_->lab.traffic;
+  return {traffic.replies, traffic.requests, traffic.in_clear};
+}
+
+std::string lab_installation::first_struck() const {
+  return daemons_->lab.faults.first_struck();
 }
 
 void lab_installation::set_faults(std::vector<lab_fault> faults) {

@@ -40,8 +40,16 @@ class lab_installation {
   // What happened so far (with keep_log), and a new beginning.
   std::vector<lab_event> events() const;
   void clear_events();
-  // Bytes of all replies over TCP so far.
-  std::uint64_t bytes_sent() const;
+  struct traffic_t {
+    std::uint64_t replies, requests;  // bytes over TCP
+    // Calls to qvrd and qvrmmdbd outside of the encrypted channel, but for those that establish who
+    // calls.
+    std::uint64_t in_clear;
+  };
+  // So far.
+  traffic_t traffic() const;
+  // The daemon that the present rules struck first; empty while there was none.
+  std::string first_struck() const;
   // New rules in place of all; their counters start anew.
   void set_faults(std::vector<lab_fault> faults);
 

@@ -155,8 +155,16 @@ bool lab_connection::fill() {
   do {
     got = recv(socket_.fd(), input_.data() + have, step, 0);
   } while (got < 0 && errno == EINTR);
-  input_.resize(have + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-  return got > 0;
+  auto size = static_cast<std::size_t>(std::max<ssize_t>(got, 0));
+  input_.resize(have + size);
+  heard_ += size;
+  lab_.traffic.requests += size;
+  if (size == 0 || lab_.faults.unbounded()) return size > 0;
+  lab_.faults.spoil(place_, lab_way::requests, input_.data() + have, size);
+  bool hard = false;
+  bool whole = lab_.faults.allowed(place_, lab_way::requests, heard_ - size, size, hard) >= size;
+  if (!whole && hard) reset();
+  return whole;
 }
 
 // Appends the next fragment, of `size` bytes, to the record.
@@ -226,7 +234,7 @@ bool lab_connection::send_wrapped(const lab_reply &reply, const lab_fault &fault
 
 void lab_connection::count_sent(ssize_t put) {
   sent_ += static_cast<std::uint64_t>(put);
-  lab_.bytes_sent += static_cast<std::uint64_t>(put);
+  lab_.traffic.replies += static_cast<std::uint64_t>(put);
 }
 
 bool lab_connection::send_plain(const lab_reply &reply) {
@@ -256,8 +264,8 @@ bool lab_connection::send_plain(const lab_reply &reply) {
 
 bool lab_connection::send_bytes(std::string bytes, std::optional<unsigned> trickle_ms) {
   bool hard = false;
-  lab_.faults.spoil(place_, bytes);
-  std::uint64_t allowed = lab_.faults.allowed(place_, sent_, bytes.size(), hard);
+  lab_.faults.spoil(place_, lab_way::replies, bytes.data(), bytes.size());
+  std::uint64_t allowed = lab_.faults.allowed(place_, lab_way::replies, sent_, bytes.size(), hard);
   bool whole = allowed >= bytes.size();
   bytes.resize(std::min<std::size_t>(bytes.size(), allowed));
   for (std::size_t at = 0; at < bytes.size();) {

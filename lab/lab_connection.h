@@ -52,7 +52,7 @@ class lab_connection {
   std::string input_;  // bytes that have come, from input_at_ on
   std::size_t input_at_ = 0;
   std::string record_;
-  std::uint64_t sent_ = 0;  // bytes of replies
+  std::uint64_t sent_ = 0, heard_ = 0;  // bytes of replies, of requests
 };
 
 // The bytes of a reply message after what a fault rule does to it, with its record marks when

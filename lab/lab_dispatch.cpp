@@ -90,6 +90,14 @@ lab_judgement judge(lab_state &lab, lab_gss *gss, const call_header &header,
   return gss->judge(call, fault);
 }
 
+// A call that asks for data, from where others could listen. Procedure 0 carries handshakes.
+bool asks_in_clear(const lab_program &program, std::uint32_t procedure, const lab_gss *gss) {
+  constexpr std::uint32_t first_auth = 120, last_auth = 125;
+  bool establishes = procedure == 0 || (procedure >= first_auth && procedure <= last_auth);
+  return (&program == &MMDB_PROGRAM || &program == &RAP_PROGRAM) && !establishes &&
+         (gss == nullptr || !gss->encrypted());
+}
+
 void append(lab_reply &reply, const lab_reply &body) {
   // The body's own words are copied; records go on lying where they are.
   for (const auto &[bytes, shared] : body.marked_pieces()) {
@@ -114,6 +122,7 @@ lab_outcome dispatch_call(lab_state &lab, const lab_program &program,
       header.program == program.number ? find_procedure(program, header.procedure) : nullptr;
   lab_judgement verdict = judge(lab, gss, header, message, in, fault);
   if (fault.deny) verdict.deny = *fault.deny;
+  if (asks_in_clear(program, header.procedure, gss)) lab.traffic.in_clear++;
 
   lab_exchange call(lab, in);
   call.program = header.program;

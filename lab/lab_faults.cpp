@@ -51,7 +51,8 @@ void merge_call(lab_fault &to, const lab_fault &from) {
 
 // True for a rule whose strike is a call, not a connection or a count of bytes.
 bool strikes_calls(const lab_fault &fault) {
-  return !fault.refuse && !fault.close_after && !fault.cut_after && !fault.spoil;
+  return !fault.refuse && !fault.close_after && !fault.cut_after && !fault.cut_in && !fault.spoil &&
+         !fault.spoil_in;
 }
 
 }  // namespace
@@ -59,6 +60,7 @@ bool strikes_calls(const lab_fault &fault) {
 void lab_faults::set(std::vector<lab_fault> rules) {
   std::lock_guard lock(mutex_);
   rules_.clear();
+  first_struck_.clear();
   for (lab_fault &fault : rules) rules_.push_back({std::move(fault), 0, 0, 0, std::nullopt});
 }
 
@@ -72,13 +74,23 @@ bool lab_faults::spent(const rule_t &rule) {
   return rule.fault.times && rule.strikes >= *rule.fault.times;
 }
 
+void lab_faults::strike(rule_t &rule, const fault_connection &connection) {
+  rule.strikes++;
+  if (first_struck_.empty()) first_struck_ = connection.daemon;
+}
+
+std::string lab_faults::first_struck() const {
+  std::lock_guard lock(mutex_);
+  return first_struck_;
+}
+
 lab_fault lab_faults::on_connect(const fault_connection &connection) {
   std::lock_guard lock(mutex_);
   lab_fault sum;
   for (rule_t &rule : rules_) {
     if (!rule.fault.refuse || !matches(rule, connection) || spent(rule)) continue;
-    if (rule.fault.cut_after && !rule.struck_at) continue;
-    rule.strikes++;
+    if ((rule.fault.cut_after || rule.fault.cut_in) && !rule.struck_at) continue;
+    strike(rule, connection);
     sum.refuse = true;
     sum.reset |= rule.fault.reset;
   }
@@ -95,55 +107,67 @@ lab_fault lab_faults::on_call(const fault_connection &connection, std::uint32_t 
     if (fault.procedure && *fault.procedure != procedure) continue;
     if (fault.flavour && *fault.flavour != flavour) continue;
     if (++rule.calls < fault.first_call || spent(rule)) continue;
-    rule.strikes++;
+    strike(rule, connection);
     merge_call(sum, fault);
   }
   return sum;
 }
 
-std::uint64_t lab_faults::allowed(const fault_connection &connection, std::uint64_t sent,
-                                  std::uint64_t size, bool &reset) {
+// The first connection is cut after so many bytes over all of them, the next after as many of its
+// own.
+std::uint64_t lab_faults::room_of_cut(rule_t &rule, std::uint64_t after, std::uint64_t done,
+                                      std::uint64_t size) {
+  if (rule.struck_at)
+    return rule.fault.refuse ? 0 : *rule.struck_at - std::min(*rule.struck_at, done);
+  std::uint64_t room = after - std::min(after, rule.bytes);
+  rule.bytes += std::min(room, size);
+  if (room < size) rule.struck_at = done + room;
+  return room;
+}
+
+std::uint64_t lab_faults::allowed(const fault_connection &connection, lab_way way,
+                                  std::uint64_t done, std::uint64_t size, bool &reset) {
   std::lock_guard lock(mutex_);
   std::uint64_t least = size;
   for (rule_t &rule : rules_) {
     const lab_fault &fault = rule.fault;
-    if ((!fault.close_after && !fault.cut_after) || !matches(rule, connection) || spent(rule))
-      continue;
+    if (!matches(rule, connection) || spent(rule)) continue;
+    const auto &cut = way == lab_way::replies ? fault.cut_after : fault.cut_in;
     std::uint64_t room = size;
-    if (fault.close_after) {
-      room = *fault.close_after - std::min(*fault.close_after, sent);
-    } else if (rule.struck_at) {
-      room = fault.refuse ? 0 : *rule.struck_at - std::min(*rule.struck_at, sent);
-    } else {
-      room = *fault.cut_after - std::min(*fault.cut_after, rule.bytes);
-      rule.bytes += std::min(room, size);
-      if (room < size) rule.struck_at = sent + room;
+    if (cut) {
+      room = room_of_cut(rule, *cut, done, size);
+    } else if (fault.close_after && way == lab_way::replies) {
+      room = *fault.close_after - std::min(*fault.close_after, done);
     }
     if (room >= size) continue;
-    rule.strikes++;
+    strike(rule, connection);
     reset |= fault.reset;
     least = std::min(least, room);
   }
   return least;
 }
 
-void lab_faults::spoil(const fault_connection &connection, std::string &bytes) {
+void lab_faults::spoil(const fault_connection &connection, lab_way way, char *bytes,
+                       std::size_t size) {
   std::lock_guard lock(mutex_);
   for (rule_t &rule : rules_) {
-    if (!rule.fault.spoil || !matches(rule, connection)) continue;
-    auto [place, mask] = *rule.fault.spoil;
-    if (place >= rule.bytes && place - rule.bytes < bytes.size()) {
+    const auto &spoil = way == lab_way::replies ? rule.fault.spoil : rule.fault.spoil_in;
+    if (!spoil || !matches(rule, connection)) continue;
+    auto [place, mask] = *spoil;
+    if (place >= rule.bytes && place - rule.bytes < size) {
       char &byte = bytes[place - rule.bytes];
       byte = static_cast<char>(byte ^ mask);
+      strike(rule, connection);
     }
-    rule.bytes += bytes.size();
+    rule.bytes += size;
   }
 }
 
 bool lab_faults::unbounded() const {
   std::lock_guard lock(mutex_);
   return std::none_of(rules_.begin(), rules_.end(), [](const rule_t &rule) {
-    return rule.fault.close_after || rule.fault.cut_after || rule.fault.spoil;
+    const lab_fault &fault = rule.fault;
+    return fault.close_after || fault.cut_after || fault.cut_in || fault.spoil || fault.spoil_in;
   });
 }
 

@@ -26,9 +26,11 @@ struct lab_fault {
   bool reset = false;                        // a close becomes a reset
   std::optional<std::uint64_t> close_after;  // bytes of replies on the connection
   std::optional<std::uint64_t> cut_after;    // bytes of replies on all matching connections
+  std::optional<std::uint64_t> cut_in;       // the same of requests
   std::optional<unsigned> trickle_ms;        // one byte a segment, this pause between
   // Which byte of replies over all matching connections is changed, and the bits that change.
   std::optional<std::pair<std::uint64_t, std::uint8_t>> spoil;
+  std::optional<std::pair<std::uint64_t, std::uint8_t>> spoil_in;  // the same of requests
 
   // Of calls.
   unsigned delay_ms = 0;
@@ -66,6 +68,8 @@ std::optional<lab_fault> parse_fault(std::string_view spec, std::string &why);
 // What the rules may say, for a help text.
 extern const char *const LAB_FAULT_HELP;
 
+enum class lab_way { replies, requests };
+
 // Which connection a question is about.
 struct fault_connection {
   std::string_view daemon;
@@ -83,28 +87,34 @@ class lab_faults {
   lab_fault on_call(const fault_connection &connection, std::uint32_t procedure,
                     std::uint32_t flavour);
 
-  // How many of the next `size` reply bytes may go out on a connection that has sent `sent`. Less
-  // than `size` means that the connection is closed behind them (`reset` then says how).
-  std::uint64_t allowed(const fault_connection &connection, std::uint64_t sent, std::uint64_t size,
-                        bool &reset);
-  // Changes what rules want changed in the bytes that go out on a connection.
-  void spoil(const fault_connection &connection, std::string &bytes);
-  // True when no rule looks at the bytes of replies.
+  // How many of the next `size` bytes may pass on a connection where `done` have passed that way.
+  // Less than `size` means that the connection is closed behind them (`reset` then says how).
+  std::uint64_t allowed(const fault_connection &connection, lab_way way, std::uint64_t done,
+                        std::uint64_t size, bool &reset);
+  // Changes what rules want changed in the bytes that pass on a connection.
+  void spoil(const fault_connection &connection, lab_way way, char *bytes, std::size_t size);
+  // True when no rule looks at the bytes that pass.
   bool unbounded() const;
+  // The daemon that the rules struck first; empty while there was none.
+  std::string first_struck() const;
 
  private:
   struct rule_t {
     lab_fault fault;
     unsigned calls = 0;
     unsigned strikes = 0;
-    std::uint64_t bytes = 0;                 // counted for cut_after and spoil
+    std::uint64_t bytes = 0;                 // counted for the cuts and spoils
     std::optional<std::uint64_t> struck_at;  // bytes that the first cut connection had sent
   };
   static bool matches(const rule_t &rule, const fault_connection &connection);
   static bool spent(const rule_t &rule);
+  static std::uint64_t room_of_cut(rule_t &rule, std::uint64_t after, std::uint64_t done,
+                                   std::uint64_t size);
+  void strike(rule_t &rule, const fault_connection &connection);
 
-  mutable std::mutex mutex_;  // guards rules_
+  mutable std::mutex mutex_;  // guards the rest
   std::vector<rule_t> rules_;
+  std::string first_struck_;
 };
 
 }  // namespace qvr

@@ -35,7 +35,10 @@ struct lab_state {
   std::vector<pmap_row> pmap;
 
   std::atomic<std::uint64_t> connections{0};
-  std::atomic<std::uint64_t> bytes_sent{0};  // of replies over TCP
+  struct {
+    std::atomic<std::uint64_t> replies{0}, requests{0};  // bytes over TCP
+    std::atomic<std::uint64_t> in_clear{0};              // calls for data outside of the channel
+  } traffic;
 
   // Sleeps, but not longer than the lab runs. False when it is to end.
   bool pause(unsigned milliseconds) {

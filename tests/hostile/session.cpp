@@ -1,5 +1,6 @@
 #include "session.h"
 
+#include <cstdio>
 #include <fstream>
 #include <sstream>
 
@@ -67,6 +68,9 @@ bool site_t::open(const scene_t &scene, std::string &why) {
   }
   std::vector<std::string> words = {"qvrlabd", "--sample", "1:2:2", "--now", "1795000000"};
   for (std::string &word : words_of_line(scene.lab)) words.push_back(std::move(word));
+  if (const char *file = std::getenv("HOSTILE_SHOW")) {
+    words.insert(words.end(), {"--log", std::string(file) + ".calls"});
+  }
   std::vector<char *> argv;
   for (std::string &word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
@@ -84,11 +88,12 @@ bool site_t::open(const scene_t &scene, std::string &why) {
 bool site_t::probe(std::string &why) {
   std::string first;
   for (int turn = 0; turn < 2; turn++) {
-    std::uint64_t before = lab_->bytes_sent();
+    lab_installation::traffic_t before = lab_->traffic();
     clock_type::time_point start = clock_type::now();
     whole_ = run({});
     time_ = std::chrono::duration_cast<std::chrono::microseconds>(clock_type::now() - start);
-    bytes_ = lab_->bytes_sent() - before;
+    bytes_ = lab_->traffic().replies - before.replies;
+    request_bytes_ = lab_->traffic().requests - before.requests;
     if (whole_.status != 0 || whole_.out.empty() || (turn > 0 && whole_.out != first)) {
       why = "no whole report without a fault: " + whole_.err;
       return false;
@@ -105,6 +110,7 @@ command_result site_t::run(const strike_t &strike) {
     if (auto fault = parse_fault(strike.lab_fault, why)) faults.push_back(*fault);
   }
   lab_->set_faults(std::move(faults));
+  in_clear_ = lab_->traffic().in_clear;
   std::vector<std::string> argv = strike.wrapper;
   if (!strike.redirection.empty()) {
     argv.insert(argv.end(), {"sh", "-c", "\"$0\" \"$@\" " + strike.redirection});
@@ -125,6 +131,17 @@ command_result site_t::run(const strike_t &strike) {
   return command.finish(strike.limit);
 }
 
+command_result site_t::run(const strike_t &strike, shim_counts_t &counts) {
+  std::string file = "/tmp/hostile-" + std::to_string(getpid());
+  strike_t counted = strike;
+  counted.env.push_back("HOSTILE_COUNT=" + file);
+  command_result result = run(counted);
+  counts = {};
+  std::ifstream(file) >> counts.allocations >> counts.looks >> counts.waited_ms;
+  std::remove(file.c_str());
+  return result;
+}
+
 bool site_t::lost_volumes_only(const command_result &result) const {
   std::vector<std::string> lost = passed_volumes(result.err);
   if (lost.empty()) return false;
@@ -138,10 +155,20 @@ bool site_t::lost_volumes_only(const command_result &result) const {
   return result.out == rest;
 }
 
+bool site_t::asked_in_clear() const {
+  if (!scene_->encrypted || lab_->traffic().in_clear == in_clear_) return false;
+  std::string struck = lab_->first_struck();
+  return !struck.empty() && struck != "qvrexecd" && struck != "pmap";
+}
+
 verdict_t site_t::judge(const strike_t &strike, const command_result &result,
                         std::string &why) const {
   if (result.timed_out) {
     why = "hangs";
+    return verdict_t::violation;
+  }
+  if (asked_in_clear()) {
+    why = "asks in clear";
     return verdict_t::violation;
   }
   std::string messages = messages_of(result.err);
@@ -177,10 +204,16 @@ verdict_t site_t::judge(const strike_t &strike, const command_result &result,
 
 outcome_t site_t::strike(const strike_t &strike) {
   clock_type::time_point start = clock_type::now();
-  command_result result = run(strike);
+  shim_counts_t counts;
+  command_result result = strike.told.count() != 0 ? run(strike, counts) : run(strike);
   outcome_t outcome;
   outcome.seconds = std::chrono::duration<double>(clock_type::now() - start).count();
+  outcome.waited = static_cast<double>(counts.waited_ms) / 1000;
   outcome.verdict = judge(strike, result, outcome.why);
+  if (outcome.waited > std::chrono::duration<double>(strike.told).count()) {
+    outcome.verdict = verdict_t::violation;
+    outcome.why = "waits " + std::to_string(outcome.waited) + " s";
+  }
   if (outcome.verdict == verdict_t::violation) {
     outcome.why += "; status " + std::to_string(result.status) + ", " +
                    std::to_string(result.out.size()) + " of " + std::to_string(whole_.out.size()) +

@@ -1,9 +1,11 @@
 // Preloaded into the command: an allocation fails, or the clock jumps, at the n-th call; waits are
 // short.
 //   HOSTILE_ALLOC=N     the N-th allocation fails; N+: it and all later ones
-//   HOSTILE_HURRY=F     the monotonic clock runs F times as fast, and waits take as much less
+//   HOSTILE_HURRY=F     waits take F times less, sleeps less than that; the monotonic clock then
+//                       stands where it would stand, so that what is told of a wait can be measured
 //   HOSTILE_CLOCK=N:S   from the N-th look at the clock on, the time of day is S seconds further
-//   HOSTILE_COUNT=FILE  how many allocations and looks there were, written at the end
+//   HOSTILE_COUNT=FILE  how many allocations and looks there were and the milliseconds that were
+//                       skipped, written at the end
 #include <dlfcn.h>
 #include <poll.h>
 #include <stdlib.h>
@@ -30,7 +32,9 @@ long failing = 0;  // 0: none
 bool for_good = false;
 long jump_from = 0, jump = 0;
 long haste = 1;
-timespec start{};
+constexpr long SLEEP_HASTE = 10;  // a sleep waits for nobody
+constexpr int PATIENCE = 10;      // slices of a wait
+std::atomic<long> ahead{0};       // nanoseconds by which the monotonic clock is before the real one
 
 // Some of its own needs the C library cannot do without: then it ends the process itself.
 void tell_of_library(const void *caller) {
@@ -65,25 +69,8 @@ __attribute__((constructor)) void begin() {
     jump_from = strtol(text, &end, 10);
     if (*end == ':') jump = strtol(end + 1, nullptr, 10);
   }
-  if (const char *text = getenv("HOSTILE_HURRY")) {
-    clock_gettime(CLOCK_MONOTONIC, &start);
-    haste = strtol(text, &end, 10);
-  }
+  if (const char *text = getenv("HOSTILE_HURRY")) haste = strtol(text, &end, 10);
   allocations = 0;
-}
-
-constexpr long SECOND = 1000000000;
-
-timespec scaled(const timespec &time, long times, long parts) {
-  __int128 all = (static_cast<__int128>(time.tv_sec) * SECOND + time.tv_nsec) * times / parts;
-  return {static_cast<time_t>(all / SECOND), static_cast<long>(all % SECOND)};
-}
-
-timespec hurried(const timespec &now) {
-  timespec passed = {now.tv_sec - start.tv_sec, now.tv_nsec - start.tv_nsec};
-  timespec more = scaled(passed, haste, 1);
-  long nanoseconds = start.tv_nsec + more.tv_nsec;
-  return {start.tv_sec + more.tv_sec + nanoseconds / SECOND, nanoseconds % SECOND};
 }
 
 template <class Call>
@@ -91,13 +78,37 @@ Call real(const char *name) {
   return reinterpret_cast<Call>(dlsym(RTLD_NEXT, name));
 }
 
+constexpr long MILLISECOND = 1000000, SECOND = 1000000000;
+
+timespec time_of(long nanoseconds) {
+  return {nanoseconds / SECOND, nanoseconds % SECOND};
+}
+
+long real_now() {
+  static auto call = real<int (*)(clockid_t, timespec *)>("clock_gettime");
+  timespec now{};
+  call(CLOCK_MONOTONIC, &now);
+  return now.tv_sec * SECOND + now.tv_nsec;
+}
+
+long monotonic_now() {
+  return real_now() + ahead;
+}
+
+// A wait is over: the time has passed, once for all threads that waited side by side.
+void skip_to(long moment) {
+  long now = real_now(), had = ahead;
+  while (now + had < moment && !ahead.compare_exchange_weak(had, moment - now)) {
+  }
+}
+
 __attribute__((destructor)) void tell() {
   const char *name = getenv("HOSTILE_COUNT");
   if (name == nullptr) return;
-  long counts[] = {allocations, looks};
+  long counts[] = {allocations, looks, ahead / MILLISECOND};
   failing = 0;
   if (FILE *file = fopen(name, "w")) {
-    fprintf(file, "%ld %ld\n", counts[0], counts[1]);
+    fprintf(file, "%ld %ld %ld\n", counts[0], counts[1], counts[2]);
     fclose(file);
   }
 }
@@ -134,25 +145,41 @@ int clock_gettime(clockid_t clock, timespec *out) {
   static auto call = real<int (*)(clockid_t, timespec *)>("clock_gettime");
   int result = call(clock, out);
   if (result == 0 && clock == CLOCK_REALTIME) out->tv_sec += shift();
-  if (result == 0 && clock == CLOCK_MONOTONIC && haste != 1) *out = hurried(*out);
+  if (result == 0 && clock == CLOCK_MONOTONIC && haste != 1) *out = time_of(monotonic_now());
   return result;
 }
 
 int poll(pollfd *fds, nfds_t count, int timeout) {
   static auto call = real<int (*)(pollfd *, nfds_t, int)>("poll");
-  return call(fds, count, timeout <= 0 ? timeout : static_cast<int>(timeout / haste + 1));
-}
-
-int nanosleep(const timespec *time, timespec *rest) {
-  static auto call = real<int (*)(const timespec *, timespec *)>("nanosleep");
-  timespec less = scaled(*time, 1, haste);
-  return call(&less, rest);
+  if (timeout <= 0 || haste == 1) return call(fds, count, timeout);
+  // A wait comes in slices: what has been silent for many alike will be so for the rest of them.
+  static thread_local int alike = 0, last = 0;
+  alike = timeout == last ? alike + 1 : 0;
+  last = timeout;
+  long until = monotonic_now() + timeout * MILLISECOND;
+  int result = call(fds, count, alike < PATIENCE ? static_cast<int>(timeout / haste + 1) : 1);
+  if (result == 0) {
+    skip_to(until);
+  } else {
+    last = 0;
+  }
+  return result;
 }
 
 int clock_nanosleep(clockid_t clock, int flags, const timespec *time, timespec *rest) {
   static auto call = real<int (*)(clockid_t, int, const timespec *, timespec *)>("clock_nanosleep");
-  timespec less = (flags & TIMER_ABSTIME) != 0 ? *time : scaled(*time, 1, haste);
-  return call(clock, flags, &less, rest);
+  if ((flags & TIMER_ABSTIME) != 0 || haste == 1) return call(clock, flags, time, rest);
+  long length = time->tv_sec * SECOND + time->tv_nsec, until = monotonic_now() + length;
+  timespec less = time_of(length / haste / SLEEP_HASTE);
+  int result = call(clock, flags, &less, rest);
+  if (result == 0) skip_to(until);
+  return result;
+}
+
+int nanosleep(const timespec *time, timespec *rest) {
+  int error = clock_nanosleep(CLOCK_REALTIME, 0, time, rest);
+  if (error != 0) errno = error;
+  return error == 0 ? 0 : -1;
 }
 
 time_t time(time_t *out) {

@@ -122,20 +122,23 @@ TEST_F(misbehaviour, an_end_may_be_a_reset) {
 }
 
 TEST_F(misbehaviour, a_cut_counts_over_connections_and_strikes_again_at_the_same_byte) {
-  // A null reply is 28 bytes with its mark: the third connection is cut at its byte 4.
-  misbehave("cut=60,times=2");
-  struct {
-    int line;
-    bool first, second;
-  } rows[] = {{__LINE__, true, true},    // 56 bytes
-              {__LINE__, false, false},  // cut at byte 4
-              {__LINE__, false, false},  // the next one too
-              {__LINE__, true, true}};
-  for (const auto &row : rows) {
-    SCOPED_TRACE(row.line);
-    raw_client client = mmdb();
-    EXPECT_EQ(client.call(0).arrived, row.first);
-    EXPECT_EQ(client.call(0).arrived, row.second);
+  // A null call is 44 bytes with its mark, its reply 28.
+  for (const char *fault : {"cut=60,times=2", "cut-in=104,times=2"}) {
+    SCOPED_TRACE(fault);
+    misbehave(fault);
+    struct {
+      int line;
+      bool first, second;
+    } rows[] = {{__LINE__, true, true},    // 56 bytes, or 88
+                {__LINE__, false, false},  // cut at byte 4, or 16
+                {__LINE__, false, false},  // the next one too
+                {__LINE__, true, true}};
+    for (const auto &row : rows) {
+      SCOPED_TRACE(row.line);
+      raw_client client = mmdb();
+      EXPECT_EQ(client.call(0).arrived, row.first);
+      EXPECT_EQ(client.call(0).arrived, row.second);
+    }
   }
 }
 
