@@ -47,7 +47,11 @@ enum form_number { SHORT, SHORT_TIME, LONG, HHMM, LOG, FILE_NAME, DATE, TIME, WE
 std::size_t ks_strftime(std::span<char> out, const char *format, const std::tm &fields) {
   if (out.empty()) return 0;
   std::array<char, STRFTIME_MAX> native;
+// The formats are the constants of the forms above, or a caller's own.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
   std::size_t size = std::strftime(native.data(), native.size(), format, &fields);
+#pragma GCC diagnostic pop
   std::string_view text(native.data(), size);
   std::string store;
   text = text_from_locale(text, store);
@@ -105,7 +109,7 @@ const char *date_time_log(std::int64_t time, std::span<char> out) {
   std::tm f;
   if (time_is_forever(time)) return put_text(out, "forever");
   if (!local_fields(time, f)) return put_text(out, "no-time");
-  return put_strftime(out, "%m/%d/%y %H:%M:%S", f);
+  return put_text(out, log_time_text(f));
 }
 
 const char *date_time_file(std::int64_t time, std::span<char> out) {

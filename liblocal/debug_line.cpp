@@ -10,6 +10,7 @@
 
 #include "debug_files.h"
 #include "debug_format.h"
+#include "local_time.h"
 #include "msg.h"
 #include "msg_console.h"
 #include "msg_process.h"
@@ -20,12 +21,7 @@ namespace {
 
 std::string local_time_text(std::time_t seconds) {
   std::tm local{};
-  std::array<char, 64> buffer{};
-  if (localtime_r(&seconds, &local) == nullptr ||
-      std::strftime(buffer.data(), buffer.size(), "%m/%d/%y %H:%M:%S", &local) == 0) {
-    return "<NULL>";
-  }
-  return buffer.data();
+  return local_fields(seconds, local) ? log_time_text(local) : "<NULL>";
 }
 
 // The text with its prefix goes to the debug files or out as a message without an id.

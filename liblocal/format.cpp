@@ -127,7 +127,12 @@ class result_t {
     for (;;) {
       // The platform takes no more than an int can count.
       std::size_t room = std::min(capacity_ - used_, static_cast<std::size_t>(INT_MAX));
+// The one format of the project that is made at run time: spec() writes it, from a conversion that
+// the reader has checked, with the modifier of T.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
       int length = std::snprintf(buffer_ + used_, room, spec, value);
+#pragma GCC diagnostic pop
       if (length < 0) return add(own_text);
       auto size = static_cast<std::size_t>(length);
       if (size < room) {

@@ -1,12 +1,21 @@
 #include "local_time.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace qvr {
 
 bool local_fields(std::int64_t time, std::tm &fields) {
   auto native = static_cast<std::time_t>(time);
   return localtime_r(&native, &fields) != nullptr;
+}
+
+std::string log_time_text(const std::tm &fields) {
+  char text[64];
+  int size = std::snprintf(text, sizeof text, "%02d/%02d/%02d %02d:%02d:%02d", fields.tm_mon + 1,
+                           fields.tm_mday, (fields.tm_year % 100 + 100) % 100, fields.tm_hour,
+                           fields.tm_min, fields.tm_sec);
+  return {text, static_cast<std::size_t>(size)};
 }
 
 civil_t civil_of(const std::tm &fields) {

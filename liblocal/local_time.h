@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <string>
 
 namespace qvr {
 
@@ -18,6 +19,8 @@ struct civil_t {
 
 // False when the time has no local form. POSIX localtime_r.
 bool local_fields(std::int64_t time, std::tm &fields);
+// "MM/DD/YY hh:mm:ss", as logs show a time in every language.
+std::string log_time_text(const std::tm &fields);
 civil_t civil_of(const std::tm &fields);
 
 int month_days(std::int64_t year, int month);

@@ -1,10 +1,10 @@
-#include <array>
 #include <ctime>
 #include <string>
 
 #include "debug_format.h"
 #include "debug_line.h"
 #include "immortal.h"
+#include "local_time.h"
 #include "msg.h"
 #include "msg_process.h"
 #include "per_thread.h"
@@ -27,14 +27,9 @@ bool below_error(const std::string &text) {
 }
 
 std::string time_and_program() {
-  std::time_t now = std::time(nullptr);
   std::tm local{};
-  std::array<char, 64> buffer{};
   std::string prefix;
-  if (localtime_r(&now, &local) != nullptr) {
-    prefix.assign(buffer.data(),
-                  std::strftime(buffer.data(), buffer.size(), "%m/%d/%y %H:%M:%S ", &local));
-  }
+  if (local_fields(std::time(nullptr), local)) prefix = log_time_text(local) + ' ';
   return prefix + msg_program() + ": ";
 }
 

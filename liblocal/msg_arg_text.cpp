@@ -1,4 +1,5 @@
 // Numbers as message arguments: their texts in the small ring.
+#include <cstdarg>
 #include <cstdio>
 
 #include "msg.h"
@@ -8,14 +9,12 @@ namespace qvr {
 
 namespace {
 
-template <class Number>
-const char *number_text(const char *format, Number value) {
+__attribute__((format(printf, 1, 2))) const char *number_text(const char *format, ...) {
   char *buffer = msg_small_buffer();
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-#pragma GCC diagnostic ignored "-Wformat-security"
-  std::snprintf(buffer, MSG_SMALL_BYTES, format, value);
-#pragma GCC diagnostic pop
+  std::va_list args;
+  va_start(args, format);
+  std::vsnprintf(buffer, MSG_SMALL_BYTES, format, args);
+  va_end(args);
   return buffer;
 }
 

@@ -4,8 +4,8 @@
 #include <cctype>
 #include <ctime>
 
+#include "dates.h"
 #include "err_class.h"
-#include "text_convert.h"
 
 namespace qvr {
 
@@ -62,11 +62,9 @@ std::string value_on_one_line(const msg_arg_t &arg) {
 std::string date_and_time(std::int64_t when) {
   std::time_t seconds = static_cast<std::time_t>(when);
   std::tm local{};
-  std::array<char, 128> buffer{};
+  std::array<char, 256> buffer{};
   if (localtime_r(&seconds, &local) == nullptr) return {};
-  std::size_t size = std::strftime(buffer.data(), buffer.size(), "%x %X ", &local);
-  std::string store;
-  return std::string(text_from_locale({buffer.data(), size}, store));
+  return {buffer.data(), ks_strftime(buffer, "%x %X ", local)};
 }
 
 std::string line_start(const errobj_t &error, bool identity) {

@@ -35,9 +35,10 @@ constexpr type_line_t TYPE_LINES[] = {
     {BUCKET_INCOMPLETE, 5831, "incomplete"},
 };
 
-std::string formatted(const char *format, const char *text) {
+// To the right in a field of that width; below 0, to the left.
+std::string padded(int width, const char *text) {
   char buffer[256];
-  i18n_snprintf(buffer, sizeof buffer, format, text);
+  i18n_snprintf(buffer, sizeof buffer, "%*s", width, text);
   return buffer;
 }
 
@@ -60,8 +61,8 @@ class summary_lines {
   }
 
   void summary_print_row(const usage_counter &counter, const char *label) {
-    add("nsavesets", formatted("%6s", str_u64(counter.savesets)));
-    add("label", formatted("%-12s", label));
+    add("nsavesets", padded(6, str_u64(counter.savesets)));
+    add("label", padded(-12, label));
     if (counter.savesets != 0 && counter.files != 0) add_files(counter);
     text("\n");
     if (rpt_lock_width(report_)) summary_print_header();
@@ -90,11 +91,11 @@ class summary_lines {
     char size[32];
     cell_text out(size, sizeof size);
     rsc_size_kb_text(kilobytes, out);
-    add(keyword, formatted("%9s", size));
+    add(keyword, padded(9, size));
   }
   void add_files(const usage_counter &counter) {
-    add("totalfiles", formatted("%9s", str_u64(counter.files)));
-    add("files/saveset", formatted("%6s", str_u64(mean(counter.files, counter.savesets))));
+    add("totalfiles", padded(9, str_u64(counter.files)));
+    add("files/saveset", padded(6, str_u64(mean(counter.files, counter.savesets))));
     if (counter.kilobytes == 0) return;
     add_size("totalsize", counter.kilobytes);
     add_size("size/saveset", mean(counter.kilobytes, counter.savesets));

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -22,9 +23,12 @@ std::string text(std::int64_t value) {
   return std::to_string(value);
 }
 
-std::string rounded(const char *format, double value) {
+__attribute__((format(printf, 1, 2))) std::string rounded(const char *format, ...) {
   char buffer[64];
-  std::snprintf(buffer, sizeof buffer, format, value);
+  std::va_list args;
+  va_start(args, format);
+  std::vsnprintf(buffer, sizeof buffer, format, args);
+  va_end(args);
   return buffer;
 }
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 
 #include "err_class.h"
@@ -41,10 +42,12 @@ constexpr int why_unknown = 7;
 // Behind a status text, what else is known about the failure.
 using detail_writer = std::string (*)(const rpc_err_t &error);
 
-template <class... Args>
-std::string print(const char *format, Args... args) {
+__attribute__((format(printf, 1, 2))) std::string print(const char *format, ...) {
   char text[error_text_size];
-  std::snprintf(text, sizeof text, format, args...);
+  std::va_list args;
+  va_start(args, format);
+  std::vsnprintf(text, sizeof text, format, args);
+  va_end(args);
   return text;
 }
 

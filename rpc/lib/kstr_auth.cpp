@@ -14,18 +14,8 @@ namespace qvr {
 
 namespace {
 
-constexpr kstr_words auth_words = {
-    "kstr_auth: redirected to %s prog %lu vers %lu\n",
-    "retyring kstr_auth: %s\n",
-    "kstr_auth retry: %s\n",
-    "kstr_auth falling back: %s\n",
-};
-constexpr kstr_words reauth_words = {
-    "kstr_reauth: redirected to %s prog %lu vers %lu\n",
-    "retrying kstr_reauth: %s\n",
-    "kstr_reauth retry: %s\n",
-    "kstr_reauth falling back: %s\n",
-};
+constexpr kstr_words auth_words = {"kstr_auth", "retyring"};
+constexpr kstr_words reauth_words = {"kstr_reauth", "retrying"};
 
 void read_number(const attrlist &parameters, std::string_view name, std::uint32_t &number) {
   const std::string *text = attrlist_first(parameters, name);

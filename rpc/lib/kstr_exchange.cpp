@@ -136,8 +136,8 @@ void kstr_exchange::follow(kstr_result &result) {
   target = std::move(*result.target);
   passed_in = nullptr;
   own_.reset();
-  KS_DEBUG(3, words->redirected, target.host.c_str(), static_cast<unsigned long>(target.program),
-           static_cast<unsigned long>(target.version));
+  KS_DEBUG(3, "%s: redirected to %s prog %lu vers %lu\n", words->name, target.host.c_str(),
+           static_cast<unsigned long>(target.program), static_cast<unsigned long>(target.version));
 }
 
 bool kstr_exchange::move_to_other() {
@@ -183,16 +183,16 @@ errobj_t *kstr_exchange::run(kstr_result &result) {
       case kstr_verdict::give_up:
         return err_dup(&*pending_);
       case kstr_verdict::new_connection:
-        KS_DEBUG(3, words->retrying, text);
+        KS_DEBUG(3, "%s %s: %s\n", words->retrying, words->name, text);
         get_kstr_clock().sleep(KSTR_PAUSE);
         own_.reset();
         break;
       case kstr_verdict::same_connection:
-        KS_DEBUG(3, words->retry, text);
+        KS_DEBUG(3, "%s retry: %s\n", words->name, text);
         get_kstr_clock().sleep(KSTR_PAUSE);
         break;
       case kstr_verdict::fall_back:
-        KS_DEBUG(3, words->falling_back, text);
+        KS_DEBUG(3, "%s falling back: %s\n", words->name, text);
         passed_in = nullptr;
         break;
     }

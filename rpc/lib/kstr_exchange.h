@@ -10,12 +10,10 @@
 
 namespace qvr {
 
-// What the debug lines of the two ways say.
+// How the debug lines of the two ways call themselves, and a new try.
 struct kstr_words {
-  const char *redirected;  // host, program, version
-  const char *retrying;    // error
-  const char *retry;
-  const char *falling_back;
+  const char *name;
+  const char *retrying;
 };
 
 // Whether a failed attempt is worth another, and how.

@@ -21,18 +21,15 @@ struct setting_row {
   int option;
   std::int32_t id;
   const char *invalid;
-  const char *refused;
+  const char *what, *unit;  // when it is refused
 };
 constexpr setting_row rows[] = {
     {"VL_TCP_KEEPIDLE_SECS", &tcp_keepalive_t::idle, TCP_KEEPIDLE, 184176,
-     "user provided keepalive idle time is invalid.",
-     "Unable to set the socket keepalive idle time to %d seconds: %s.\n"},
+     "user provided keepalive idle time is invalid.", "idle time", " seconds"},
     {"VL_TCP_KEEPINTVL_SECS", &tcp_keepalive_t::interval, TCP_KEEPINTVL, 184177,
-     "user provided keepalive interval time is invalid.",
-     "Unable to set the socket keepalive interval time to %d seconds: %s.\n"},
+     "user provided keepalive interval time is invalid.", "interval time", " seconds"},
     {"VL_TCP_KEEPCNT", &tcp_keepalive_t::count, TCP_KEEPCNT, 184178,
-     "user provided keepalive count is invalid.",
-     "Unable to set the socket keepalive probe count to %d: %s.\n"},
+     "user provided keepalive count is invalid.", "probe count", ""},
 };
 
 }  // namespace
@@ -62,7 +59,8 @@ bool tcp_keepalive_apply(int socket) {
     int value = settings.*row.member;
     if (ks_setsockopt(socket, IPPROTO_TCP, row.option, &value, sizeof value) != 0) {
       int saved = errno;
-      KS_DEBUG(1, row.refused, value, ks_strerror(saved));
+      KS_DEBUG(1, "Unable to set the socket keepalive %s to %d%s: %s.\n", row.what, value, row.unit,
+               ks_strerror(saved));
       return false;
     }
   }
