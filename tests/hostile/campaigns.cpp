@@ -42,8 +42,8 @@ std::vector<std::string> shim(std::string variable) {
 
 // What the command may wait, by its own clock (docs/reliability.md). With damage that only ends
 // connections it pauses and tries again; what may look like silence costs the handshake's time-out
-// once.
-constexpr std::chrono::seconds PAUSES{900}, SILENCE{1900};
+// once; with each try, where a connection that is tried again stays out of step.
+constexpr std::chrono::seconds PAUSES{900}, SILENCE{1900}, ALL_TRIES{72500};
 
 // A fault of the server. Waits are so many times shorter than they say.
 strike_t lab_strike(std::string fault, std::chrono::seconds told, int haste = 60) {
@@ -80,7 +80,7 @@ strike_t make_bit(const site_t &site, const std::string &, std::size_t number) {
   int mask = number % 2 == 0 ? 0x80 : 1 << byte % 7;
   const char *way = byte < site.bytes() ? "spoil=" : "spoil-in=";
   if (byte >= site.bytes()) byte -= site.bytes();
-  return lab_strike(way + std::to_string(byte) + ":" + std::to_string(mask), 2 * SILENCE);
+  return lab_strike(way + std::to_string(byte) + ":" + std::to_string(mask), ALL_TRIES);
 }
 
 // The same of requests, which nobody answers then.
@@ -209,7 +209,7 @@ struct daemon_t {
 };
 constexpr daemon_t daemons[] = {{"pmap", std::chrono::seconds(120)},
                                 {"qvrexecd", std::chrono::seconds(9500)},
-                                {"qvrd", std::chrono::seconds(72500)},
+                                {"qvrd", ALL_TRIES},
                                 {"qvrmmdbd", SILENCE}};
 constexpr std::size_t SILENT_CALLS = 6;
 
