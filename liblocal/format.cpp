@@ -90,6 +90,7 @@ class result_t {
   }
 
   bool add(const char *text, std::size_t size) {
+    if (size == 0) return true;  // an empty text may lie nowhere
     if (bounded() && used_ + size >= capacity_) {
       if (!grows_) {
         std::size_t part = capacity_ - 1 - used_;
