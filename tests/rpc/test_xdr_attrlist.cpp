@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include "short_writer.h"
 #include "raw_rpc.h"
 #include "record_fixture.h"
+#include "short_writer.h"
 #include "xdr_shared.h"
 
 namespace qvr {

@@ -59,8 +59,8 @@ class locales : public testing::TestWithParam<const char *> {
   static command_result run(const std::vector<std::string> &more, const std::string &report) {
     std::vector<std::string> words = more, rest = words_of(report);
     words.insert(words.end(), rest.begin(), rest.end());
-    return at->site->run(
-        words, {std::string("LC_ALL=") + GetParam(), "LOCPATH=" + at->directory.path()});
+    return at->site->run(words,
+                         {std::string("LC_ALL=") + GetParam(), "LOCPATH=" + at->directory.path()});
   }
   static void tell(std::string &text, const std::string &words, const command_result &result) {
     text += "$ reelscan " + words + "\n" + shortened(result.out);

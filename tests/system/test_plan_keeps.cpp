@@ -146,9 +146,7 @@ class plan_keeps : public testing::Test {
     for (const slow_save_set &ss : catalogue.save_sets) by_id[ss.ssid] = &ss;
     site = installation::make({"--catalogue", file}, why);
   }
-  static void TearDownTestSuite() {
-    site.reset(), directory.reset();
-  }
+  static void TearDownTestSuite() { site.reset(), directory.reset(); }
 
   // Empty when the command's answer is the model's.
   static std::string difference(std::uint32_t seed);

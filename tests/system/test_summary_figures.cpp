@@ -56,9 +56,7 @@ class summary_figures : public testing::Test {
     file = directory.emplace().file("catalogue");
     site = installation::make({"--sample", "11:8:45", "--store", file}, why);
   }
-  static void TearDownTestSuite() {
-    site.reset(), directory.reset();
-  }
+  static void TearDownTestSuite() { site.reset(), directory.reset(); }
 
   // Sums over the save sets whose first fragment lies on a volume, and that fit.
   static figures sum(const std::string &condition) {
