@@ -40,9 +40,8 @@ char *put_two(char *to, unsigned value) {
 }
 
 void add_two(unsigned value, cell_text &out) {
-  char digits[2];
-  put_two(digits, value);
-  out.add(std::string_view(digits, sizeof digits));
+  out.add(static_cast<char>('0' + value / 10));
+  out.add(static_cast<char>('0' + value % 10));
 }
 
 void add_minutes(std::int64_t second_of_day, cell_text &out) {
